@@ -1,0 +1,11 @@
+// KoPoint<T>: a plain 2-D point (x, y), used for the samples of polynomial fits.
+#pragma once
+
+template <class T>
+struct KoPoint {
+  T x{}, y{};
+
+  constexpr KoPoint() = default;
+  constexpr KoPoint(T x_, T y_) : x(x_), y(y_) {}
+  constexpr bool operator==(const KoPoint& o) const { return x == o.x && y == o.y; }
+};

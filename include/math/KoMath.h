@@ -1,0 +1,5 @@
+// Everything: the base layer and every subsystem of the library.
+#pragma once
+
+#include "base/KoBase.h"
+#include "math/foundations/KoMatrixConstants.h"

@@ -1,0 +1,4 @@
+// Export macro of the KoMath library (see base/KbExport.h).
+#pragma once
+
+#include "base/KbExport.h"

@@ -1,0 +1,127 @@
+#include "base/KoUnitTest.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+
+#include "base/KbException.h"
+#include "base/KbStreamBinaryFile.h"
+#include "base/KbStreamBinaryMemory.h"
+
+namespace {
+
+constexpr std::wstring_view c_kutExtension = L".kut";
+constexpr std::size_t c_numberDigits = 4;
+
+std::filesystem::path DefaultDirectory() {
+  const char* fromEnvironment = std::getenv("KOMATH_UNITTEST_DIR");
+  return fromEnvironment != nullptr && *fromEnvironment != '\0' ? fromEnvironment : "unittests";
+}
+
+// "<prefix>NNNN.kut" with exactly four digits.
+bool IsUnitTestFileName(const std::wstring& name, const std::wstring& prefix) {
+  if (name.size() != prefix.size() + c_numberDigits + c_kutExtension.size()) return false;
+  if (name.compare(0, prefix.size(), prefix) != 0) return false;
+  if (name.compare(name.size() - c_kutExtension.size(), c_kutExtension.size(), c_kutExtension) !=
+      0) {
+    return false;
+  }
+  return std::all_of(name.begin() + prefix.size(), name.begin() + prefix.size() + c_numberDigits,
+                     [](wchar_t c) { return c >= L'0' && c <= L'9'; });
+}
+
+std::vector<std::uint8_t> ReadWholeFile(const std::filesystem::path& path) {
+  KbStreamReadBinaryFile file(path.string());
+  std::vector<std::uint8_t> bytes(file.GetRemainingBytes());
+  file.ReadBuffer(bytes.data(), bytes.size());
+  return bytes;
+}
+
+void WriteWholeFile(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) {
+  KbStreamWriteBinaryFile file(path.string());
+  file.WriteBuffer(bytes.data(), bytes.size());
+  file.Close();
+}
+
+}  // namespace
+
+KoUnitTest::~KoUnitTest() = default;
+
+void KoUnitTest::PreallocateStaticData() {}
+
+KoUnitTestFileBased::KoUnitTestFileBased() : m_directory(DefaultDirectory()) {}
+
+KoUnitTestFileBased::~KoUnitTestFileBased() = default;
+
+void KoUnitTestFileBased::SetUnitTestDirectory(std::filesystem::path directory) {
+  m_directory = std::move(directory);
+  m_files.clear();
+}
+
+std::filesystem::path KoUnitTestFileBased::GetUnitTestPath(unsigned int number) const {
+  wchar_t digits[16];
+  std::swprintf(digits, 16, L"%04u", number);
+  return m_directory / (std::wstring(GetClassNameW()) + L"_" + digits + L".kut");
+}
+
+void KoUnitTestFileBased::initSubtests() {
+  m_files.clear();
+  std::error_code error;
+  const std::wstring prefix = std::wstring(GetClassNameW()) + L"_";
+  for (const auto& entry : std::filesystem::directory_iterator(m_directory, error)) {
+    if (entry.is_regular_file() && IsUnitTestFileName(entry.path().filename().wstring(), prefix)) {
+      m_files.push_back(entry.path());
+    }
+  }
+  std::sort(m_files.begin(), m_files.end());
+}
+
+unsigned int KoUnitTestFileBased::getSubtestCount() const {
+  return static_cast<unsigned int>(m_files.size());
+}
+
+std::wstring KoUnitTestFileBased::getSubtestName(unsigned int index) const {
+  return index < m_files.size() ? m_files[index].filename().wstring() : std::wstring();
+}
+
+KoUnitTest::EResult KoUnitTestFileBased::runUnitTest(unsigned int index) {
+  if (index >= m_files.size()) return eError;
+  try {
+    const std::unique_ptr<KbStreamReadBinary> stream = createStream(m_files[index].wstring());
+    return withUnitTestStream(*stream, [this] { return runUnitTest(); });
+  } catch (const std::exception&) {
+    return eError;
+  }
+}
+
+std::unique_ptr<KbStreamReadBinary> KoUnitTestFileBased::createStream(const std::wstring& path) {
+  return std::make_unique<KbStreamReadBinaryFile>(std::filesystem::path(path).string());
+}
+
+std::wstring KoUnitTestFileBased::getPattern() const {
+  return std::wstring(GetClassNameW()) + L"_*.kut";
+}
+
+unsigned int KoUnitTestFileBased::getSubtestsBaseIndex() const {
+  return 0;
+}
+
+IUnitTestRecreate::~IUnitTestRecreate() = default;
+
+KoUnitTestFileBasedRecreate::~KoUnitTestFileBasedRecreate() = default;
+
+bool KoUnitTestFileBasedRecreate::CanRecreate(unsigned int index) const {
+  return index < getSubtestCount();
+}
+
+bool KoUnitTestFileBasedRecreate::Recreate(unsigned int index) {
+  if (!CanRecreate(index)) return false;
+  const std::filesystem::path path = getSubtestFiles()[index];
+  // The whole file is read first: the output replaces it in place.
+  KbStreamReadBinaryMemory in(ReadWholeFile(path));
+  KbStreamWriteBinaryMemory out;
+  if (!withUnitTestStream(in, [&] { return recreate(out); })) return false;
+  WriteWholeFile(path, out.GetBuffer());
+  return true;
+}
