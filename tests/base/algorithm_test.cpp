@@ -1,0 +1,151 @@
+// The algorithm framework's life cycle and its file-based unit tests, with
+// a small summing algorithm.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "base/KbArray.h"
+#include "base/KbException.h"
+#include "base/KbStreamBinaryFile.h"
+#include "base/KoAlgorithm.h"
+
+namespace {
+
+class KoMpTestSum : public KoMpAlgorithm {
+  KB_DECLARE_RTTI(KoMpTestSum)
+
+ public:
+  void SetInput(const KbArray<double>* values) {
+    m_values = values;
+    setInputChanged();
+  }
+  double GetSum() const {
+    checkOutputData();
+    return m_sum;
+  }
+  bool throwOnCompute = false;
+
+ protected:
+  bool checkPreConditions() const override { return m_values != nullptr; }
+  void compute() override {
+    if (throwOnCompute) throw KbException("requested failure");
+    m_sum = 0.0;
+    for (double v : *m_values) m_sum += v;
+  }
+  void serializeUnitTestInput(KbStreamWriteBinary& stream) const override {
+    stream.WriteVersion(4);
+    KoMpAlgorithm::serializeUnitTestInput(stream);
+    m_values->Serialize(stream);
+  }
+  void serializeUnitTestInput(KbStreamReadBinary& stream) override {
+    stream.ReadAndCompareVersion(4);
+    KoMpAlgorithm::serializeUnitTestInput(stream);
+    m_ownedValues.Serialize(stream);
+    SetInput(&m_ownedValues);
+  }
+  void serializeUnitTestOutput(KbStreamWriteBinary& stream) const override {
+    stream.WriteVersion(2);
+    KoMpAlgorithm::serializeUnitTestOutput(stream);
+    stream.WriteDouble(m_sum);
+  }
+  void serializeUnitTestOutput(KbStreamReadBinary& stream) override {
+    stream.ReadAndCompareVersion(2);
+    KoMpAlgorithm::serializeUnitTestOutput(stream);
+    m_expectedSum = stream.ReadDouble();
+  }
+  bool compareUnitTestResult() const override { return m_sum == m_expectedSum; }
+
+ private:
+  const KbArray<double>* m_values = nullptr;
+  KbArray<double> m_ownedValues;
+  double m_sum = 0.0;
+  double m_expectedSum = 0.0;
+};
+
+const KbRTTI KoMpTestSum::RTTI(L"KoMpTestSum", KoMpAlgorithm::RTTI, &KoMpTestSum::CreateByFactory);
+
+TEST(AlgorithmTest, LifeCycleGuardsResults) {
+  KoMpTestSum sum;
+  EXPECT_TRUE(sum.IsKindOf(KoMpAlgorithm::RTTI));
+  EXPECT_TRUE(sum.IsKindOf(KoAlgorithm::RTTI));
+  EXPECT_FALSE(sum.Is(KoMpAlgorithm::RTTI));
+
+  EXPECT_FALSE(sum.Compute(0));  // no input: the pre-condition fails
+  EXPECT_FALSE(sum.IsCalculated());
+  EXPECT_THROW(sum.GetSum(), KbException);
+
+  const KbArray<double> values{1.0, 2.0, 3.5};
+  sum.SetInput(&values);
+  ASSERT_TRUE(sum.Compute(0));
+  EXPECT_TRUE(sum.IsCalculated());
+  EXPECT_EQ(sum.GetSum(), 6.5);
+
+  sum.SetInput(&values);  // any change of input makes the results stale
+  EXPECT_FALSE(sum.IsCalculated());
+  EXPECT_THROW(sum.GetSum(), KbException);
+
+  sum.throwOnCompute = true;
+  EXPECT_THROW(sum.Compute(0), KbException);
+  EXPECT_FALSE(sum.IsCalculated());
+}
+
+class AlgorithmUnitTestFiles : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    m_directory =
+        std::filesystem::temp_directory_path() /
+        ("komath_kut_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()));
+    std::filesystem::remove_all(m_directory);
+    std::filesystem::create_directories(m_directory);
+  }
+  void TearDown() override { std::filesystem::remove_all(m_directory); }
+  std::filesystem::path m_directory;
+};
+
+TEST_F(AlgorithmUnitTestFiles, WrittenFilesReplayRecreateAndReportCorruption) {
+  KoMpTestSum writer;
+  writer.SetUnitTestDirectory(m_directory);
+  const KbArray<double> first{1.0, 2.0};
+  const KbArray<double> second{0.25};
+  writer.SetInput(&first);
+  ASSERT_TRUE(writer.CreateUnitTest(7));
+  writer.SetInput(&second);
+  ASSERT_TRUE(writer.CreateUnitTest(2));
+  std::ofstream(m_directory / "KoMpTestSum_12.kut") << "not four digits";
+  std::ofstream(m_directory / "Other_0001.kut") << "another class";
+
+  KoMpTestSum replay;
+  replay.SetUnitTestDirectory(m_directory);
+  replay.initSubtests();
+  ASSERT_EQ(replay.getSubtestCount(), 2u);
+  EXPECT_EQ(replay.getSubtestName(0), L"KoMpTestSum_0002.kut");
+  EXPECT_EQ(replay.getSubtestName(1), L"KoMpTestSum_0007.kut");
+  EXPECT_EQ(replay.getPattern(), L"KoMpTestSum_*.kut");
+  EXPECT_EQ(replay.runUnitTest(0), KoUnitTest::ePassed);
+  EXPECT_EQ(replay.runUnitTest(1), KoUnitTest::ePassed);
+  EXPECT_EQ(replay.GetSum(), 3.0);
+
+  // Falsify the stored sum of file 7 (its last eight bytes): the replay
+  // fails, and Recreate restores a record that passes again.
+  const auto path = m_directory / "KoMpTestSum_0007.kut";
+  const auto size = std::filesystem::file_size(path);
+  {
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(static_cast<std::streamoff>(size - 1));
+    file.put(0x7F);
+  }
+  EXPECT_EQ(replay.runUnitTest(1), KoUnitTest::eFailed);
+  EXPECT_TRUE(replay.CanRecreate(1));
+  EXPECT_TRUE(replay.Recreate(1));
+  EXPECT_EQ(std::filesystem::file_size(path), size);
+  EXPECT_EQ(replay.runUnitTest(1), KoUnitTest::ePassed);
+  EXPECT_FALSE(replay.CanRecreate(2));
+
+  // A truncated file is an error, not a failure.
+  std::filesystem::resize_file(path, size - 3);
+  EXPECT_EQ(replay.runUnitTest(1), KoUnitTest::eError);
+  EXPECT_EQ(replay.runUnitTest(5), KoUnitTest::eError);
+}
+
+}  // namespace

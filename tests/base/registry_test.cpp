@@ -1,0 +1,101 @@
+// The class registry and polymorphic records.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "base/ISerializable.h"
+#include "base/KbException.h"
+#include "base/KbStreamBinaryMemory.h"
+#include "base/KoAlgorithm.h"
+
+namespace {
+
+class TestShape : public ISerializable {
+  KB_DECLARE_RTTI(TestShape)
+
+ public:
+  float size = 0.0f;
+
+  void Serialize(KbStreamWriteBinary& stream) const override {
+    stream.WriteVersion(1);
+    stream.WriteFloat(size);
+  }
+  void Serialize(KbStreamReadBinary& stream) override {
+    stream.ReadAndCompareVersion(1);
+    size = stream.ReadFloat();
+  }
+};
+
+class TestCircle : public TestShape {
+  KB_DECLARE_RTTI_NO_FACTORY()
+};
+
+const KbRTTI TestShape::RTTI(L"TestShape", &TestShape::CreateByFactory);
+const KbRTTI TestCircle::RTTI(L"TestCircle", TestShape::RTTI, nullptr);
+
+TEST(RegistryTest, RecordsAreFoundByNameAndWalkTheirParents) {
+  EXPECT_EQ(KbRTTI::Find(L"TestShape"), &TestShape::RTTI);
+  EXPECT_EQ(KbRTTI::Find(L"TestCircle"), &TestCircle::RTTI);
+  EXPECT_EQ(KbRTTI::Find(L"NoSuchClass"), nullptr);
+
+  EXPECT_TRUE(TestCircle::RTTI.IsKindOf(TestShape::RTTI));
+  EXPECT_FALSE(TestShape::RTTI.IsKindOf(TestCircle::RTTI));
+  EXPECT_EQ(TestCircle::RTTI.GetParent(), &TestShape::RTTI);
+  EXPECT_EQ(TestShape::RTTI.GetParent(), nullptr);
+
+  const TestCircle circle;
+  EXPECT_TRUE(circle.Is(TestCircle::RTTI));
+  EXPECT_FALSE(circle.Is(TestShape::RTTI));  // Is compares identity, not ancestry
+  EXPECT_TRUE(circle.IsKindOf(TestShape::RTTI));
+  EXPECT_STREQ(circle.GetClassNameW(), L"TestCircle");
+
+  EXPECT_TRUE(TestShape::RTTI.HasFactory());
+  EXPECT_NE(TestShape::RTTI.Create(), nullptr);
+  EXPECT_FALSE(TestCircle::RTTI.HasFactory());
+  EXPECT_EQ(TestCircle::RTTI.Create(), nullptr);
+
+  // The framework's own families.
+  EXPECT_TRUE(KoMpAlgorithm::RTTI.IsKindOf(KoAlgorithm::RTTI));
+  EXPECT_TRUE(KoFtAlgorithm::RTTI.IsKindOf(KoAlgorithm::RTTI));
+  EXPECT_FALSE(KoFtAlgorithm::RTTI.IsKindOf(KoMpAlgorithm::RTTI));
+}
+
+TEST(RegistryTest, ObjectRecordsCarryTheUtf16NameAndRoundTrip) {
+  TestShape shape;
+  shape.size = 2.5f;
+  KbStreamWriteBinaryMemory out;
+  KbWriteObject(out, shape);
+  const std::vector<std::uint8_t> expected = {
+      9,   0, 0,   0,  // 9 code units
+      'T', 0, 'e', 0, 's',  0,    't',  0,   'S', 0, 'h', 0, 'a', 0, 'p', 0, 'e', 0,  // the name
+      1,   0, 0,   0, 0x00, 0x00, 0x20, 0x40};                                        // the record
+  EXPECT_EQ(out.GetBuffer(), expected);
+
+  KbStreamReadBinaryMemory in(out.GetBuffer());
+  const std::unique_ptr<ISerializable> back = KbReadObject(in);
+  ASSERT_TRUE(back->GetRTTI().IsKindOf(TestShape::RTTI));
+  EXPECT_EQ(static_cast<TestShape&>(*back).size, 2.5f);
+}
+
+TEST(RegistryTest, ReadingAnUnknownOrFactorylessClassThrows) {
+  auto recordNamed = [](const std::u16string& name) {
+    KbStreamWriteBinaryMemory out;
+    out.WriteUInt32(static_cast<std::uint32_t>(name.size()));
+    for (char16_t unit : name) out.WriteBuffer(&unit, 2);
+    return out.GetBuffer();
+  };
+  const auto unknown = recordNamed(u"Nobody");
+  KbStreamReadBinaryMemory unknownIn(unknown);
+  EXPECT_THROW(KbReadObject(unknownIn), KbException);
+
+  const auto factoryless = recordNamed(u"TestCircle");
+  KbStreamReadBinaryMemory factorylessIn(factoryless);
+  EXPECT_THROW(KbReadObject(factorylessIn), KbException);
+
+  // A name length far beyond the stream.
+  const std::vector<std::uint8_t> hugeName = {0xFF, 0xFF, 0xFF, 0x7F, 'T', 0};
+  KbStreamReadBinaryMemory hugeIn(hugeName);
+  EXPECT_THROW(KbReadObject(hugeIn), KbExceptionEndOfStream);
+}
+
+}  // namespace

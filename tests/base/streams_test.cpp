@@ -1,0 +1,96 @@
+// Binary streams: little-endian element layout, version checks, and reads
+// that stop at the end of the stream instead of running past it.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <limits>
+#include <vector>
+
+#include "base/KbException.h"
+#include "base/KbStreamBinaryFile.h"
+#include "base/KbStreamBinaryMemory.h"
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+TEST(StreamsTest, ElementsAreWrittenLittleEndianWithFixedWidths) {
+  KbStreamWriteBinaryMemory out;
+  out.WriteVersion(3);
+  out.WriteBool(true);
+  out.WriteBool(false);
+  out.WriteInt32(-2);
+  out.WriteUInt32(0x01020304u);
+  out.WriteInt64(-1);
+  out.WriteFloat(2.5f);
+  out.WriteDouble(-0.5);
+  const Bytes expected = {3,    0,    0,    0,                              // version
+                          1,    0,                                          // two bools
+                          0xFE, 0xFF, 0xFF, 0xFF,                           // int32 -2
+                          4,    3,    2,    1,                              // uint32
+                          0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,   // int64 -1
+                          0,    0,    0x20, 0x40,                           // 2.5f
+                          0,    0,    0,    0,    0,    0,    0xE0, 0xBF};  // -0.5
+  EXPECT_EQ(out.GetBuffer(), expected);
+
+  KbStreamReadBinaryMemory in(out.GetBuffer());
+  EXPECT_EQ(in.ReadAndCompareVersion(3), 3u);
+  EXPECT_TRUE(in.ReadBool());
+  EXPECT_FALSE(in.ReadBool());
+  EXPECT_EQ(in.ReadInt32(), -2);
+  EXPECT_EQ(in.ReadUInt32(), 0x01020304u);
+  EXPECT_EQ(in.ReadInt64(), -1);
+  EXPECT_EQ(in.ReadFloat(), 2.5f);
+  EXPECT_EQ(in.ReadDouble(), -0.5);
+  EXPECT_EQ(in.GetRemainingBytes(), 0u);
+}
+
+TEST(StreamsTest, WrongVersionThrowsWithBothNumbers) {
+  const Bytes bytes = {7, 0, 0, 0};
+  KbStreamReadBinaryMemory in(bytes);
+  try {
+    in.ReadAndCompareVersion(2);
+    FAIL() << "no exception";
+  } catch (const KbExceptionWrongFileVersion& e) {
+    EXPECT_EQ(e.GetExpectedVersion(), 2u);
+    EXPECT_EQ(e.GetFoundVersion(), 7u);
+  }
+}
+
+TEST(StreamsTest, TruncatedAndCorruptReadsThrowWithoutConsuming) {
+  const Bytes bytes = {1, 2, 3};
+  KbStreamReadBinaryMemory in(bytes);
+  EXPECT_THROW(in.ReadUInt32(), KbExceptionEndOfStream);
+  EXPECT_EQ(in.GetPosition(), 0u);  // the short read took nothing
+
+  const Bytes badBool = {2};
+  KbStreamReadBinaryMemory boolIn(badBool);
+  EXPECT_THROW(boolIn.ReadBool(), KbException);
+
+  EXPECT_NO_THROW(in.EnsureAvailable(3, 1));
+  EXPECT_THROW(in.EnsureAvailable(2, 2), KbExceptionEndOfStream);
+  // A count whose byte size overflows 64 bits must not wrap to a small number.
+  EXPECT_THROW(in.EnsureAvailable(std::numeric_limits<std::uint64_t>::max(), 2),
+               KbExceptionEndOfStream);
+}
+
+TEST(StreamsTest, FileStreamsRoundTripAndReportMissingFiles) {
+  const auto path = std::filesystem::temp_directory_path() / "komath_streams_test.bin";
+  {
+    KbStreamWriteBinaryFile out(path.string());
+    out.WriteVersion(1);
+    out.WriteDouble(1e300);
+    out.Close();
+  }
+  KbStreamReadBinaryFile in(path.string());
+  EXPECT_EQ(in.GetRemainingBytes(), 12u);
+  in.ReadAndCompareVersion(1);
+  EXPECT_EQ(in.ReadDouble(), 1e300);
+  EXPECT_THROW(in.ReadFloat(), KbExceptionEndOfStream);
+  std::filesystem::remove(path);
+
+  EXPECT_THROW(KbStreamReadBinaryFile("/nonexistent/komath.bin"), KbException);
+}
+
+}  // namespace
