@@ -21,7 +21,7 @@
 #include "base/KbStreamBinary.h"
 
 template <class T>
-class KbArray {
+class KOBASE_API KbArray {
  public:
   KbArray() = default;
   explicit KbArray(unsigned int size) { Resize(size); }

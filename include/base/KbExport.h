@@ -4,7 +4,8 @@
 // these macros is part of the binary interface. Class templates carry the
 // macro on their declaration, so the explicit instantiations in the .cpp
 // files are exported while every helper in an anonymous namespace stays
-// private.
+// private. Header-only value templates (vectors, arrays) carry the macro as
+// well: a library template instantiated over a hidden type would be hidden.
 #pragma once
 
 #if defined(_WIN32)

@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "base/KbExport.h"
+
 template <class E>
-class KbFlags {
+class KOBASE_API KbFlags {
  public:
   using Bits = std::uint32_t;
 

@@ -5,7 +5,7 @@
 #include "base/KbStreamWriteASCII.h"
 
 template <int N>
-class KbIDumpable {
+class KOBASE_API KbIDumpable {
  public:
   virtual ~KbIDumpable() = default;
 

@@ -4,8 +4,10 @@
 // zero on construction and on copy, and assignment leaves it alone.
 #pragma once
 
+#include "base/KbExport.h"
+
 template <class T>
-class KbReferenceCounter {
+class KOBASE_API KbReferenceCounter {
  public:
   constexpr KbReferenceCounter() = default;
   constexpr KbReferenceCounter(const KbReferenceCounter&) {}

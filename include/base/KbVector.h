@@ -8,11 +8,13 @@
 
 #include <cmath>
 
+#include "base/KbExport.h"
+
 namespace kb_detail {
 
 // Shared implementation of the 3-D vector in both precisions.
 template <class T>
-struct KbVector3T {
+struct KOBASE_API KbVector3T {
   T x{}, y{}, z{};
 
   constexpr KbVector3T() = default;
@@ -52,7 +54,7 @@ constexpr KbVector3T<T> operator*(T s, const KbVector3T<T>& v) {
 using KbVector3f = kb_detail::KbVector3T<float>;
 using KbVector3d = kb_detail::KbVector3T<double>;
 
-struct KbVector2f {
+struct KOBASE_API KbVector2f {
   float x{}, y{};
 
   constexpr KbVector2f() = default;
@@ -80,7 +82,7 @@ constexpr KbVector2f operator*(float s, const KbVector2f& v) {
 }
 
 // Four floats (x, y, z, w); the quaternion stores its components in this order.
-struct KbVector4f {
+struct KOBASE_API KbVector4f {
   float x{}, y{}, z{}, w{};
 
   constexpr KbVector4f() = default;

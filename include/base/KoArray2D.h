@@ -6,8 +6,10 @@
 
 #include <vector>
 
+#include "base/KbExport.h"
+
 template <class T>
-class KoArray2D {
+class KOBASE_API KoArray2D {
  public:
   KoArray2D() = default;
   KoArray2D(unsigned int width, unsigned int height)

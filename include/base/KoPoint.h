@@ -1,8 +1,10 @@
 // KoPoint<T>: a plain 2-D point (x, y), used for the samples of polynomial fits.
 #pragma once
 
+#include "base/KbExport.h"
+
 template <class T>
-struct KoPoint {
+struct KOBASE_API KoPoint {
   T x{}, y{};
 
   constexpr KoPoint() = default;
