@@ -1,0 +1,26 @@
+#include "math/functions/KoFunctionConstant.h"
+
+#include "math/functions/KoStreamValue.h"
+
+template <class In, class Out>
+KoFunctionConstant<In, Out>::~KoFunctionConstant() = default;
+
+template <class In, class Out>
+Out KoFunctionConstant<In, Out>::operator()(In /*x*/) const {
+  return m_value;
+}
+
+template <class In, class Out>
+void KoFunctionConstant<In, Out>::Serialize(KbStreamWriteBinary& stream) const {
+  stream.WriteVersion(c_uiVersion);
+  KoWriteValue(stream, m_value);
+}
+
+template <class In, class Out>
+void KoFunctionConstant<In, Out>::Serialize(KbStreamReadBinary& stream) {
+  stream.ReadAndCompareVersion(c_uiVersion);
+  KoReadValue(stream, m_value);
+}
+
+template class KoFunctionConstant<float, float>;
+template class KoFunctionConstant<double, double>;

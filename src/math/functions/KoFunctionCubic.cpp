@@ -1,0 +1,49 @@
+#include "math/functions/KoFunctionCubic.h"
+
+#include <limits>
+
+template <class In, class Out>
+KoFunctionCubic<In, Out>::KoFunctionCubic(T a, T y0, T b, T y1, T s0, T s1)
+    : KoFunctionLimited<In, Out>(a, b, std::numeric_limits<T>::max()) {
+  const T A2 = a * a;
+  const T A3 = A2 * a;
+  const T B2 = b * b;
+  const T B3 = B2 * b;
+  m_x0Squared = A2;
+  m_x0Cubed = A3;
+  m_x1Squared = B2;
+  m_x1Cubed = B3;
+
+  // The closed-form solution of p(a) = y0, p(b) = y1, p'(a) = s0,
+  // p'(b) = s1. Each numerator is summed strictly left to right as written;
+  // regrouping changes the rounding. D equals (a − b)³.
+  const T D = A3 - (3 * b) * A2 - B3 + (3 * a) * B2;
+  m_coefficients[0] = (3 * y0 * a * B2 - B3 * y0 + B3 * (a * s0) - A2 * s0 * B2 + A3 * y1 -
+                       A3 * b * s1 - 3 * A2 * b * y1 + B2 * A2 * s1) /
+                      D;
+  m_coefficients[1] = -(B3 * s0 - 2 * A2 * b * s0 + B2 * a * s0 - A3 * s1 - A2 * b * s1 -
+                        6 * a * b * y1 + 2 * B2 * a * s1 + 6 * a * b * y0) /
+                      D;
+  m_coefficients[2] = (-A2 * s0 - 2 * A2 * s1 - 3 * a * y1 + a * b * s1 + 3 * a * y0 - a * b * s0 +
+                       2 * B2 * s0 - 3 * b * y1 + B2 * s1 + 3 * b * y0) /
+                      D;
+  m_coefficients[3] = -(2 * y0 - 2 * y1 - a * s0 - a * s1 + b * s0 + b * s1) / D;
+}
+
+template <class In, class Out>
+KoFunctionCubic<In, Out>::~KoFunctionCubic() = default;
+
+template <class In, class Out>
+Out KoFunctionCubic<In, Out>::operator()(In x) const {
+  if (this->IsOutside(x)) return this->GetInvalidY();
+  const T* c = m_coefficients;
+  return ((x * c[3] + c[2]) * x + c[1]) * x + c[0];
+}
+
+template <class In, class Out>
+std::unique_ptr<KoFunctionLimited<In, Out>> KoFunctionCubic<In, Out>::Clone() const {
+  return std::make_unique<KoFunctionCubic>(*this);
+}
+
+template class KoFunctionCubic<float, float>;
+template class KoFunctionCubic<double, double>;

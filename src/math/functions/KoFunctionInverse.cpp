@@ -1,0 +1,31 @@
+#include "math/functions/KoFunctionInverse.h"
+
+#include "math/functions/KoStreamValue.h"
+
+template <class In, class Out>
+KoFunctionInverse<In, Out>::~KoFunctionInverse() = default;
+
+template <class In, class Out>
+Out KoFunctionInverse<In, Out>::operator()(In x) const {
+  // Subtract first, then scale: the pole sits exactly at x offset.
+  const T shifted = x - m_xOffset;
+  const T product = shifted * m_xFactor;
+  return T(1) / product;
+}
+
+template <class In, class Out>
+void KoFunctionInverse<In, Out>::Serialize(KbStreamWriteBinary& stream) const {
+  stream.WriteVersion(c_uiVersion);
+  KoWriteValue(stream, m_xFactor);
+  KoWriteValue(stream, m_xOffset);
+}
+
+template <class In, class Out>
+void KoFunctionInverse<In, Out>::Serialize(KbStreamReadBinary& stream) {
+  stream.ReadAndCompareVersion(c_uiVersion);
+  KoReadValue(stream, m_xFactor);
+  KoReadValue(stream, m_xOffset);
+}
+
+template class KoFunctionInverse<float, float>;
+template class KoFunctionInverse<double, double>;

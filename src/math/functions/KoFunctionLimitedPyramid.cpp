@@ -1,0 +1,47 @@
+#include "math/functions/KoFunctionLimitedPyramid.h"
+
+#include "math/functions/KoStreamValue.h"
+
+template <class In, class Out>
+KoFunctionLimitedPyramid<In, Out>::KoFunctionLimitedPyramid()
+    : KoFunctionLimited<In, Out>(0, 0, 0) {}
+
+template <class In, class Out>
+KoFunctionLimitedPyramid<In, Out>::KoFunctionLimitedPyramid(T minX, T peakX, T maxX, T height)
+    : KoFunctionLimited<In, Out>(minX, maxX, 0), m_peakX(peakX), m_height(height) {}
+
+template <class In, class Out>
+KoFunctionLimitedPyramid<In, Out>::~KoFunctionLimitedPyramid() = default;
+
+template <class In, class Out>
+Out KoFunctionLimitedPyramid<In, Out>::operator()(In x) const {
+  if (this->IsOutside(x)) return this->GetInvalidY();
+  const T a = this->GetMinX();
+  const T b = this->GetMaxX();
+  if (m_peakX > x) return (x - a) * m_height / (m_peakX - a);
+  return (b - x) * m_height / (b - m_peakX);
+}
+
+template <class In, class Out>
+std::unique_ptr<KoFunctionLimited<In, Out>> KoFunctionLimitedPyramid<In, Out>::Clone() const {
+  return std::make_unique<KoFunctionLimitedPyramid>(*this);
+}
+
+template <class In, class Out>
+void KoFunctionLimitedPyramid<In, Out>::Serialize(KbStreamWriteBinary& stream) const {
+  stream.WriteVersion(c_uiVersion);
+  KoFunctionLimited<In, Out>::Serialize(stream);
+  KoWriteValue(stream, m_peakX);
+  KoWriteValue(stream, m_height);
+}
+
+template <class In, class Out>
+void KoFunctionLimitedPyramid<In, Out>::Serialize(KbStreamReadBinary& stream) {
+  stream.ReadAndCompareVersion(c_uiVersion);
+  KoFunctionLimited<In, Out>::Serialize(stream);
+  KoReadValue(stream, m_peakX);
+  KoReadValue(stream, m_height);
+}
+
+template class KoFunctionLimitedPyramid<float, float>;
+template class KoFunctionLimitedPyramid<double, double>;

@@ -1,0 +1,56 @@
+#include "math/functions/KoFunctionRampLinear.h"
+
+#include <limits>
+
+#include "math/functions/KoStreamValue.h"
+
+template <class T>
+KoFunctionRampLinear<T>::KoFunctionRampLinear()
+    : KoExtrema<T>(std::numeric_limits<T>::min(), std::numeric_limits<T>::max()),
+      m_length(0),
+      m_start(0) {}
+
+// The y intercept is min itself, not min − gradient·0: with a zero length
+// the gradient is infinite and the product would turn the intercept NaN.
+template <class T>
+KoFunctionRampLinear<T>::KoFunctionRampLinear(T min, T max, T length)
+    : KoExtrema<T>(min, max), m_length(length), m_start(0), m_line((max - min) / length, min) {}
+
+template <class T>
+KoFunctionRampLinear<T>::KoFunctionRampLinear(T min, T max, T length, T start)
+    : KoExtrema<T>(min, max), m_length(length), m_start(start) {
+  const T gradient = (max - min) / length;
+  m_line = KoFunctionLinear<T>(gradient, min - gradient * start);
+}
+
+template <class T>
+KoFunctionRampLinear<T>::~KoFunctionRampLinear() = default;
+
+template <class T>
+T KoFunctionRampLinear<T>::operator()(T x) const {
+  const T y = m_line(x);
+  if (y > this->GetMax()) return this->GetMax();
+  if (this->GetMin() > y) return this->GetMin();
+  return y;
+}
+
+template <class T>
+void KoFunctionRampLinear<T>::Serialize(KbStreamWriteBinary& stream) const {
+  stream.WriteVersion(c_uiVersion);
+  KoExtrema<T>::Serialize(stream);
+  m_line.Serialize(stream);
+  KoWriteValue(stream, m_length);
+  KoWriteValue(stream, m_start);
+}
+
+template <class T>
+void KoFunctionRampLinear<T>::Serialize(KbStreamReadBinary& stream) {
+  stream.ReadAndCompareVersion(c_uiVersion);
+  KoExtrema<T>::Serialize(stream);
+  m_line.Serialize(stream);
+  KoReadValue(stream, m_length);
+  KoReadValue(stream, m_start);
+}
+
+template class KoFunctionRampLinear<float>;
+template class KoFunctionRampLinear<double>;

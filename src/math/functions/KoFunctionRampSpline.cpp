@@ -1,0 +1,56 @@
+#include "math/functions/KoFunctionRampSpline.h"
+
+template <class T>
+KoFunctionRampSpline<T>::KoFunctionRampSpline()
+    : m_polynom(std::make_unique<KoInterpolationPolynomHermite<T>>(0, 0, 0, 0)) {}
+
+template <class T>
+KoFunctionRampSpline<T>::KoFunctionRampSpline(T min, T max, T length, T tangent)
+    : KoFunctionRampLinear<T>(min, max, length),
+      m_polynom(std::make_unique<KoInterpolationPolynomHermite<T>>(0, tangent, 1, 0)) {}
+
+template <class T>
+KoFunctionRampSpline<T>::KoFunctionRampSpline(T min, T max, T length, T tangent, T start)
+    : KoFunctionRampLinear<T>(min, max, length, start),
+      m_polynom(std::make_unique<KoInterpolationPolynomHermite<T>>(0, tangent, 1, 0)) {}
+
+template <class T>
+KoFunctionRampSpline<T>::KoFunctionRampSpline(const KoFunctionRampSpline& other)
+    : KoFunctionRampLinear<T>(other),
+      m_polynom(std::make_unique<KoInterpolationPolynomHermite<T>>(*other.m_polynom)) {}
+
+template <class T>
+KoFunctionRampSpline<T>& KoFunctionRampSpline<T>::operator=(const KoFunctionRampSpline& other) {
+  KoFunctionRampLinear<T>::operator=(other);
+  *m_polynom = *other.m_polynom;
+  return *this;
+}
+
+template <class T>
+KoFunctionRampSpline<T>::~KoFunctionRampSpline() = default;
+
+template <class T>
+T KoFunctionRampSpline<T>::operator()(T x) const {
+  const T start = this->GetStart();
+  const T length = this->GetLength();
+  if (x > length + start) return this->GetMax();
+  if (start > x) return this->GetMin();
+  const T t = (x - start) / length;
+  const T h = (*m_polynom)(t);
+  return (this->GetMax() - this->GetMin()) * h - this->GetMin();
+}
+
+template <class T>
+void KoFunctionRampSpline<T>::Serialize(KbStreamWriteBinary& stream) const {
+  stream.WriteVersion(c_uiVersion);
+  KoFunctionRampLinear<T>::Serialize(stream);
+}
+
+template <class T>
+void KoFunctionRampSpline<T>::Serialize(KbStreamReadBinary& stream) {
+  stream.ReadAndCompareVersion(c_uiVersion);
+  KoFunctionRampLinear<T>::Serialize(stream);
+}
+
+template class KoFunctionRampSpline<float>;
+template class KoFunctionRampSpline<double>;

@@ -1,0 +1,158 @@
+// Stream records of the function objects: exact bytes, round trips through
+// the class registry, wrong versions and truncated records.
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cwchar>
+#include <memory>
+#include <string>
+
+#include "FunctionTestSupport.h"
+#include "base/ISerializable.h"
+#include "base/KbException.h"
+#include "math/functions/KoFunctionConstant.h"
+#include "math/functions/KoFunctionCubic.h"
+#include "math/functions/KoFunctionInverse.h"
+#include "math/functions/KoFunctionLimitedHemisphere.h"
+#include "math/functions/KoFunctionLimitedPyramid.h"
+#include "math/functions/KoFunctionLinear.h"
+#include "math/functions/KoFunctionRampLinear.h"
+#include "math/functions/KoFunctionRampSpline.h"
+
+namespace {
+
+using ko_test::Bytes;
+using ko_test::Pack;
+using ko_test::Write;
+
+TEST(FunctionRecordsTest, ConstantHemisphereLinearAndSplineRampBytes) {
+  EXPECT_EQ(Write(KoFunctionConstant<float, float>(2.5f)), Pack(1u, 2.5f));
+  EXPECT_EQ(Write(KoFunctionConstant<double, double>(2.5)), Pack(1u, 2.5));
+  EXPECT_EQ(Write(KoFunctionLinear<float>(2, 1)), Pack(1u, 2.f, 1.f));
+  // Outer version, the embedded limited record (version 2, domain, invalid
+  // y), centre, radius and the one-byte flag.
+  EXPECT_EQ(Write(KoFunctionLimitedHemisphere<float, float>({1, 2}, 3, -4, 5, false)),
+            Pack(1u, 2u, -4.f, 5.f, 0.f, 1.f, 2.f, 3.f, std::uint8_t(0)));
+  // The spline ramp's own version, then the whole linear ramp record: the
+  // number 1 twice. Min and max carry no version; the line does; the
+  // tangent is not stored.
+  EXPECT_EQ(Write(KoFunctionRampSpline<double>(0, 1, 2, 0.5, 3)),
+            Pack(1u, 1u, 0.0, 1.0, 1u, 0.5, -1.5, 2.0, 3.0));
+}
+
+// One object of every registered class with a factory, in the order of
+// c_names, with values that differ from the defaults.
+template <class T>
+void AddExamples(std::vector<std::unique_ptr<ISerializable>>& examples) {
+  examples.push_back(std::make_unique<KoFunctionConstant<T, T>>(T(-1.25)));
+  examples.push_back(std::make_unique<KoFunctionInverse<T, T>>(T(3), T(0.5)));
+  examples.push_back(std::make_unique<KoFunctionLimitedHemisphere<T, T>>(std::pair<T, T>(1, -2),
+                                                                         T(3), T(-1), T(4), false));
+  examples.push_back(std::make_unique<KoFunctionLimitedPyramid<T, T>>(-1, 2, 5, 7));
+  examples.push_back(std::make_unique<KoFunctionRampLinear<T>>(-2, 6, 4, 1));
+  examples.push_back(std::make_unique<KoFunctionRampSpline<T>>(0, 3, 2, T(0.5), 1));
+}
+
+const wchar_t* const c_names[] = {
+    L"KoFunctionConstant<float>",           L"KoFunctionInverse<float>",
+    L"KoFunctionLimitedHemisphere<float>",  L"KoFunctionLimitedPyramid<float>",
+    L"KoFunctionRampLinear<float>",         L"KoFunctionRampSpline<float>",
+    L"KoFunctionConstant<double>",          L"KoFunctionInverse<double>",
+    L"KoFunctionLimitedHemisphere<double>", L"KoFunctionLimitedPyramid<double>",
+    L"KoFunctionRampLinear<double>",        L"KoFunctionRampSpline<double>"};
+
+std::vector<std::unique_ptr<ISerializable>> Examples() {
+  std::vector<std::unique_ptr<ISerializable>> examples;
+  AddExamples<float>(examples);
+  AddExamples<double>(examples);
+  return examples;
+}
+
+TEST(FunctionRecordsTest, EveryFactoryClassRoundTripsAndTruncationsThrow) {
+  const auto examples = Examples();
+  for (std::size_t i = 0; i < examples.size(); ++i) {
+    const std::wstring name = c_names[i];
+    SCOPED_TRACE(std::string(name.begin(), name.end()));
+    const ISerializable& original = *examples[i];
+    EXPECT_EQ(original.GetClassNameW(), name);
+    const KbRTTI* record = KbRTTI::Find(name.c_str());
+    ASSERT_EQ(record, &original.GetRTTI());
+
+    KbStreamWriteBinaryMemory out;
+    KbWriteObject(out, original);
+    KbStreamReadBinaryMemory in(out.GetBuffer());
+    const auto restored = KbReadObject(in);
+    EXPECT_EQ(in.GetRemainingBytes(), 0u);
+    EXPECT_EQ(&restored->GetRTTI(), record);
+    EXPECT_EQ(Write(*restored), Write(original));
+
+    const Bytes bytes = Write(original);
+    for (std::size_t length = 0; length < bytes.size(); ++length) {
+      const auto target =
+          std::unique_ptr<ISerializable>(dynamic_cast<ISerializable*>(record->Create().release()));
+      KbStreamReadBinaryMemory truncated(bytes.data(), length);
+      EXPECT_THROW(target->Serialize(truncated), KbException) << length;
+    }
+  }
+  const KbRTTI* linear = KbRTTI::Find(L"KoFunctionLinear(double)");
+  ASSERT_EQ(linear, &KoFunctionLinear<double>::RTTI);
+  EXPECT_EQ(linear->Create(), nullptr);  // named, but not creatable by name
+}
+
+TEST(FunctionRecordsTest, WrongVersionsThrowAndKeepWhatWasNotYetRead) {
+  // The outer number is checked first, then the embedded one: both before
+  // anything of the hemisphere changes.
+  const Bytes hemisphereBytes =
+      Write(KoFunctionLimitedHemisphere<double, double>({1, 2}, 3, -4, 5, false));
+  for (std::size_t at : {0u, 4u}) {
+    Bytes corrupt = hemisphereBytes;
+    corrupt[at] = 7;
+    KoFunctionLimitedHemisphere<double, double> hemisphere;
+    KbStreamReadBinaryMemory in(corrupt);
+    EXPECT_THROW(hemisphere.Serialize(in), KbExceptionWrongFileVersion) << at;
+    EXPECT_EQ(Write(hemisphere), Write(KoFunctionLimitedHemisphere<double, double>()));
+  }
+
+  // A wrong line version comes after min and max: those two are kept.
+  Bytes rampBytes = Write(KoFunctionRampLinear<float>(-2, 6, 4, 1));
+  rampBytes[12] = 2;
+  KoFunctionRampLinear<float> ramp(0, 1, 1);
+  KbStreamReadBinaryMemory rampIn(rampBytes);
+  EXPECT_THROW(ramp.Serialize(rampIn), KbExceptionWrongFileVersion);
+  EXPECT_EQ(ramp.GetMin(), -2.f);
+  EXPECT_EQ(ramp.GetMax(), 6.f);
+  EXPECT_EQ(ramp.GetLength(), 1.f);
+  EXPECT_EQ(ramp.GetLine().GetGradient(), 1.f);
+}
+
+// A minimal vector-valued limited function: the record is the base's.
+class VectorLimited : public KoFunctionLimited<float, KbVector3f> {
+ public:
+  VectorLimited() : KoFunctionLimited(-1, 2, KbVector3f(0.5f, -1, 3)) {}
+  KbVector3f operator()(float x) const override { return KbVector3f(x, x, x); }
+  std::unique_ptr<KoFunctionLimited> Clone() const override {
+    return std::make_unique<VectorLimited>(*this);
+  }
+};
+
+TEST(FunctionRecordsTest, LimitedRecordsOfVectorAndCubicKeepOnlyDomainAndInvalidY) {
+  const Bytes bytes = Pack(2u, -1.f, 2.f, 0.5f, -1.f, 3.f);
+  EXPECT_EQ(Write(VectorLimited()), bytes);
+  VectorLimited target;
+  target.SetInvalidY(KbVector3f(9, 9, 9));
+  KbStreamReadBinaryMemory in(bytes);
+  target.Serialize(in);
+  EXPECT_EQ(target.GetInvalidY(), KbVector3f(0.5f, -1, 3));
+
+  // A cubic's coefficients are not stored: reading keeps the reader's own.
+  const KoFunctionCubic<double, double> source(-1, 0, 3, 1, 0, 0);
+  EXPECT_EQ(Write(source), Pack(2u, -1.0, 3.0, DBL_MAX));
+  KoFunctionCubic<double, double> cubic(0, 0, 1, 1, 0, 0);
+  KbStreamReadBinaryMemory cubicIn(Write(source));
+  cubic.Serialize(cubicIn);
+  EXPECT_EQ(cubic.GetMinX(), -1.0);
+  EXPECT_EQ(cubic.GetMaxX(), 3.0);
+  EXPECT_EQ(cubic(0.5), 0.5);  // still the smooth step of [0, 1]
+}
+
+}  // namespace
