@@ -1,0 +1,214 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "base/KbException.h"
+#include "base/KbStreamBinaryMemory.h"
+#include "math/numerics/ExactReference.h"
+
+namespace {
+
+using Determinant = KoMpMatrixToDeterminantExactSign;
+const double c_big = std::ldexp(1.0, 52);
+
+TEST(KoMpMatrixToDeterminantExactSign, ListedMatricesZeroColumnCancellationSwapAnd2To52) {
+  const std::vector<double> zeroColumn = {1, 0, 2, 3, 0, 4, 5, 0, 6};
+  // det = -1 exactly, while (2^52 + 1)(2^52 - 1) rounds to 2^104 in doubles.
+  const std::vector<double> twoTo52 = {c_big + 1, c_big, c_big, c_big - 1};
+  const std::pair<std::vector<double>, int> cases[] = {
+      {{}, 1}, {zeroColumn, 0}, {{1, 2, 2, 4}, 0}, {{0, 1, 1, 0}, -1}, {twoTo52, -1}};
+  for (const auto& [values, expected] : cases) {
+    std::int32_t sign = 7;
+    ASSERT_TRUE(Determinant::Compute(MakeMatrix(values), sign));
+    EXPECT_EQ(sign, expected);
+    ExpectMatchesGmp(values, EMatrixKind::eDoubles);
+  }
+  KbArray<KoFloatExact> numerator{KoFloatExact(5.0)}, denominator;
+  std::int32_t sign = 0;
+  Determinant::Compute(MakeMatrix(zeroColumn), numerator, denominator, sign);
+  EXPECT_EQ(numerator, KbArray<KoFloatExact>{KoFloatExact(0.0)});
+  EXPECT_EQ(denominator, KbArray<KoFloatExact>{KoFloatExact(1.0)});
+  Determinant::Compute(MakeMatrix(twoTo52), numerator, denominator, sign);
+  EXPECT_TRUE(numerator == KbArray<KoFloatExact>{KoFloatExact(-1.0)} && denominator.IsEmpty());
+}
+
+TEST(KoMpMatrixToDeterminantExactSign, StaticAndFrameworkFormsNonSquareModesAndUnderflow) {
+  const KoArray2D<double> matrix = MakeMatrix({0, 2, 3, 0}), wide(3, 2);
+  std::int32_t sign = 7;
+  double determinant = 42.0;
+  KbArray<KoFloatExact> numerator, denominator;
+  EXPECT_FALSE(Determinant::Compute(wide, sign));
+  EXPECT_FALSE(Determinant::Compute(wide, determinant, sign));
+  EXPECT_FALSE(Determinant::Compute(wide, numerator, denominator, sign));
+  EXPECT_TRUE(Determinant::Compute(matrix, determinant, sign));
+  EXPECT_EQ(sign, -1);
+  EXPECT_EQ(determinant, 42.0);  // sign-only mode on purpose
+  EXPECT_TRUE(Determinant::Compute(matrix.GetData(), 2, sign));
+
+  Determinant algorithm;
+  EXPECT_FALSE(algorithm.Compute(0));  // no input
+  algorithm.SetInput(wide, sign);
+  EXPECT_FALSE(algorithm.Compute(0));
+  algorithm.SetInput(matrix, determinant);
+  ASSERT_TRUE(algorithm.Compute(0));
+  EXPECT_EQ(determinant, -6.0);
+  algorithm.SetInput(matrix, sign);  // clears the determinant output
+  determinant = 42.0;
+  ASSERT_TRUE(algorithm.Compute(0));
+  EXPECT_EQ(determinant, 42.0);
+
+  // A determinant below the double range: numerical breakdown in double mode.
+  const KoArray2D<double> tiny = MakeMatrix({1e-200, 0, 0, 1e-200});
+  algorithm.SetInput(tiny, determinant);
+  EXPECT_THROW(algorithm.Compute(0), KbException);
+  EXPECT_FALSE(algorithm.IsCalculated());
+  // A pivot of 2^1400 on the way to det = 2^-1000 * 2^1400 = 2^400.
+  const double t = std::ldexp(1.0, 700);
+  const KoArray2D<double> huge =
+      MakeMatrix({std::ldexp(1.0, -1000), 0, 0, 0, 3 * t, 2 * t, 0, t, t});
+  algorithm.SetInput(huge, determinant);
+  ASSERT_TRUE(algorithm.Compute(0));
+  EXPECT_EQ(determinant, std::ldexp(1.0, 400));
+
+  EXPECT_TRUE(algorithm.IsKindOf(KoMpAlgorithm::RTTI) && !algorithm.Is(KoMpAlgorithm::RTTI));
+  EXPECT_NE(KbRTTI::Find(L"KoMpMatrixToDeterminantExactSign")->Create(), nullptr);
+  EXPECT_FALSE(KbRTTI::Find(L"KoFloatExact")->HasFactory());
+}
+
+// Orders 7 to 10, whose exact pivots reach thousands of components, are in
+// the long tests.
+TEST(KoMpMatrixToDeterminantExactSign, AllMatrixKindsOrders0To6MatchGmp) {
+  std::mt19937_64 rng(77);
+  for (unsigned int n = 0; n <= 6; ++n) {
+    for (EMatrixKind kind : c_allKinds) {
+      for (int trial = 0; trial < 4; ++trial) ExpectMatchesGmp(RandomMatrix(rng, n, kind), kind);
+      if (HasFailure()) FAIL() << "order " << n << " kind " << int(kind);
+    }
+  }
+}
+
+// Singular matrices with one entry moved by 1, 16, 256, ... ulps, swept
+// across the filter's error bound: small moves defeat the filter, large ones
+// do not, and wherever it decides its sign must be exact.
+TEST(KoMpMatrixToDeterminantExactSign, FilterExactOnBothSidesOfItsBoundOrders3To6) {
+  std::mt19937_64 rng(4242);
+  int decided = 0, undecided = 0;
+  for (unsigned int n = 3; n <= 6; ++n) {
+    for (int trial = 0; trial < 4; ++trial) {
+      std::vector<double> values = RandomMatrix(rng, n, EMatrixKind::eDuplicateRow);
+      double& entry = values[rng() % values.size()];
+      const double base = entry;
+      for (int shift = 0; shift <= 48; shift += 4) {
+        entry = base + std::ldexp(std::fabs(base) * DBL_EPSILON, shift) * (trial % 2 ? 1 : -1);
+        const int expected = sgn(BareissDeterminant(values, n));
+        std::int32_t sign = 7;
+        const bool filtered = Determinant::TrySignInDoubles(values.data(), n, sign);
+        (filtered ? decided : undecided)++;
+        ASSERT_TRUE(!filtered || sign == expected) << n << " " << shift;
+        ASSERT_TRUE(Determinant::Compute(values.data(), n, sign));
+        ASSERT_EQ(sign, expected) << n << " " << shift;
+      }
+    }
+  }
+  EXPECT_GT(decided, 0);
+  EXPECT_GT(undecided, 0);
+}
+
+// Golden files of every mode, orders 0 to 10, singular and row-swap cases,
+// written by the framework from these cases (DISABLED_RewriteGoldenFiles)
+// and checked against GMP when written.
+enum class EGoldenMode { eSign, eDouble, eFactors };
+
+std::vector<std::pair<std::vector<double>, EGoldenMode>> GoldenCases() {
+  std::mt19937_64 rng(2024);
+  return {{{}, EGoldenMode::eSign},
+          {{0, 1, 1, 0}, EGoldenMode::eFactors},
+          {{c_big + 1, c_big, c_big, c_big - 1}, EGoldenMode::eDouble},
+          {{1, 2, 3, 4, 5, 6, 7, 8, 9}, EGoldenMode::eFactors},
+          {RandomMatrix(rng, 4, EMatrixKind::eDoubles), EGoldenMode::eFactors},
+          {RandomMatrix(rng, 6, EMatrixKind::eSparse), EGoldenMode::eDouble},
+          {RandomMatrix(rng, 7, EMatrixKind::eNearSingular), EGoldenMode::eFactors},
+          {RandomMatrix(rng, 10, EMatrixKind::eSparse), EGoldenMode::eSign},
+          {RandomMatrix(rng, 10, EMatrixKind::eIntegers), EGoldenMode::eFactors}};
+}
+
+const std::filesystem::path c_goldenDirectory = KOMATH_TEST_DATA_DIR "/math/numerics/unittests";
+
+TEST(KoMpMatrixToDeterminantExactSignGolden, DISABLED_RewriteGoldenFiles) {
+  const auto cases = GoldenCases();
+  for (unsigned int i = 0; i < cases.size(); ++i) {
+    ExpectMatchesGmp(cases[i].first, EMatrixKind::eDoubles);
+    const KoArray2D<double> matrix = MakeMatrix(cases[i].first);
+    std::int32_t sign = 0;
+    double determinant = 0.0;
+    KbArray<KoFloatExact> numerator, denominator;
+    Determinant algorithm;
+    algorithm.SetUnitTestDirectory(c_goldenDirectory);
+    if (cases[i].second == EGoldenMode::eSign) algorithm.SetInput(matrix, sign);
+    if (cases[i].second == EGoldenMode::eDouble) algorithm.SetInput(matrix, determinant);
+    if (cases[i].second == EGoldenMode::eFactors) {
+      algorithm.SetInput(matrix, numerator, denominator, sign);
+    }
+    ASSERT_TRUE(algorithm.CreateUnitTest(i));
+  }
+}
+
+TEST(KoMpMatrixToDeterminantExactSignGolden, ReplayThroughFramework) {
+  Determinant algorithm;
+  algorithm.SetUnitTestDirectory(c_goldenDirectory);
+  algorithm.initSubtests();
+  ASSERT_EQ(algorithm.getSubtestCount(), GoldenCases().size());
+  for (unsigned int i = 0; i < algorithm.getSubtestCount(); ++i) {
+    EXPECT_EQ(algorithm.runUnitTest(i), KoUnitTest::ePassed) << i;
+  }
+}
+
+// Exposes the protected record hooks.
+class CRecordProbe : public KoMpMatrixToDeterminantExactSign {
+ public:
+  using KoMpMatrixToDeterminantExactSign::compareUnitTestResult;
+  using KoMpMatrixToDeterminantExactSign::serializeUnitTestInput;
+  using KoMpMatrixToDeterminantExactSign::serializeUnitTestOutput;
+};
+
+TEST(KoMpMatrixToDeterminantExactSignRecords, InputBytesBadElementSizeAndOlderArrayLayout) {
+  const KoArray2D<double> matrix = MakeMatrix({0.5, -2.0, 3.0, 4.0});
+  std::int32_t sign = 0;
+  CRecordProbe probe, replay;
+  probe.SetInput(matrix, sign);
+  KbStreamWriteBinaryMemory input, expected;
+  probe.serializeUnitTestInput(input);
+  for (std::uint32_t v : {0u, 1u}) expected.WriteUInt32(v);
+  expected.WriteBool(true);
+  for (std::uint32_t v : {0u, 2u, 2u, 8u}) expected.WriteUInt32(v);
+  for (double v : {0.5, -2.0, 3.0, 4.0}) expected.WriteDouble(v);
+  expected.WriteBool(false);
+  expected.WriteBool(false);
+  EXPECT_EQ(input.GetBuffer(), expected.GetBuffer());
+  std::vector<std::uint8_t> badSize = input.GetBuffer();
+  badSize[21] = 4;  // the matrix record's element size
+  KbStreamReadBinaryMemory badSizeStream(badSize);
+  EXPECT_THROW(replay.serializeUnitTestInput(badSizeStream), KbExceptionWrongFileVersion);
+
+  // Factor arrays in the older layout: count first, no marker or version.
+  KbArray<KoFloatExact> numerator, denominator;
+  probe.SetInput(matrix, numerator, denominator, sign);
+  ASSERT_TRUE(probe.Compute(0));
+  KbStreamWriteBinaryMemory older;
+  probe.serializeUnitTestInput(older);
+  for (std::uint32_t v : {0u, 1u}) older.WriteUInt32(v);
+  older.WriteBool(true);
+  for (const KbArray<KoFloatExact>* factors : {&numerator, &denominator}) {
+    older.WriteUInt32(factors->GetSize());
+    older.WriteUInt32(56);
+    for (const KoFloatExact& f : *factors) f.Serialize(older);
+  }
+  older.WriteInt32(sign);
+  KbStreamReadBinaryMemory olderStream(older.GetBuffer());
+  replay.serializeUnitTestInput(olderStream);
+  ASSERT_TRUE(replay.Compute(0));
+  replay.serializeUnitTestOutput(olderStream);
+  EXPECT_TRUE(replay.compareUnitTestResult());
+}
+
+}  // namespace

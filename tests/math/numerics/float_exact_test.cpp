@@ -1,0 +1,196 @@
+#include <gtest/gtest.h>
+
+#include <cfenv>
+#include <limits>
+
+#include "base/KbException.h"
+#include "base/KbStreamBinaryMemory.h"
+#include "math/numerics/ExactReference.h"
+
+namespace {
+
+using Components = std::vector<std::pair<double, std::int32_t>>;
+
+Components ComponentsOf(const KoFloatExact& x) {
+  Components list;
+  for (std::uint32_t i = 0; i < x.GetComponentCount(); ++i) {
+    list.emplace_back(x.GetMantissa(i), x.GetExponent(i));
+  }
+  return list;
+}
+
+std::vector<std::uint8_t> RecordOf(const KoFloatExact& x) {
+  KbStreamWriteBinaryMemory stream;
+  x.Serialize(stream);
+  return stream.GetBuffer();
+}
+
+KoFloatExact ReadNumber(const std::vector<std::uint8_t>& bytes) {
+  KbStreamReadBinaryMemory stream(bytes);
+  KoFloatExact x;
+  x.Serialize(stream);
+  return x;
+}
+
+KoFloatExact Pow2(int exponent) {
+  return KoFloatExact(std::ldexp(1.0, exponent));
+}
+
+TEST(KoFloatExact, CanonicalFormsOfOneZeroPowersTwoPartSumsAndCancellation) {
+  EXPECT_TRUE(KoFloatExact().IsZero());
+  EXPECT_EQ(ComponentsOf(KoFloatExact(1.0)), (Components{{0.5, 1}}));
+  EXPECT_TRUE(KoFloatExact(1.0f).IsOne() && KoFloatExact(-1.0).IsMinusOne());
+
+  const KoFloatExact big = Pow2(600) * Pow2(600);
+  EXPECT_EQ(ComponentsOf(big), (Components{{0.5, 1201}}));
+  double approximation = 0.0;
+  EXPECT_TRUE(big.GetApproximation(approximation));
+  EXPECT_EQ(approximation, std::numeric_limits<double>::infinity());
+  const double below = (Pow2(-600) * -Pow2(-600)).GetApproximation();
+  EXPECT_TRUE(below == 0.0 && std::signbit(below));
+
+  // 2^53 + 1: the 1 sits exactly half an ulp below 2^53 and stays apart.
+  const KoFloatExact twoParts = Pow2(53) + KoFloatExact(1.0);
+  EXPECT_EQ(ComponentsOf(twoParts), (Components{{0.5, 1}, {0.5, 54}}));
+  EXPECT_FALSE(twoParts.GetApproximation(approximation));
+  EXPECT_EQ(approximation, std::ldexp(1.0, 53));
+
+  const KoFloatExact a = twoParts * KoFloatExact(0.1);
+  EXPECT_EQ(ComponentsOf(a + (-a)), (Components{{0.0, 0}}));
+  EXPECT_EQ(ComponentsOf(a - a), (Components{{0.0, 0}}));
+  EXPECT_TRUE((KoFloatExact() * a).IsZero());
+  EXPECT_TRUE(KoFloatExact().Negate().IsZero());
+}
+
+TEST(KoFloatExact, FloatApproximationSubnormalInfinityNaNQuirksAndAssignment) {
+  float f = 0.0f;
+  EXPECT_FALSE(KoFloatExact(0.1).GetApproximation(f));
+  EXPECT_EQ(f, 0.1f);
+  EXPECT_TRUE(KoFloatExact(0.5).GetApproximation(f));
+  EXPECT_FALSE((KoFloatExact(0.5) + KoFloatExact(1e-30)).GetApproximation(f));
+
+  // A subnormal is read as if its hidden bit were set: not exact, on purpose.
+  const double tiny = std::numeric_limits<double>::denorm_min();
+  EXPECT_EQ(ComponentsOf(KoFloatExact(tiny)), (Components{{0.5 + 0x1p-53, -1022}}));
+  const double inf = std::numeric_limits<double>::infinity();
+  const KoFloatExact nan(std::numeric_limits<double>::quiet_NaN());
+  EXPECT_EQ(ComponentsOf(KoFloatExact(-inf)), (Components{{-inf, 0}}));
+  EXPECT_EQ(KoFloatExact(-inf).GetApproximation(), -inf);
+  EXPECT_EQ(nan.GetApproximation(), inf);
+  EXPECT_TRUE(nan.IsPositive() && !nan.IsNegative());
+  EXPECT_NE(nan, nan);
+  EXPECT_FALSE(KoFloatExact().IsPositive() || KoFloatExact().IsNegative());
+
+  KoFloatExact assigned = KoFloatExact(3.0) + KoFloatExact(1e-40);
+  assigned = 2.0;
+  EXPECT_EQ(ComponentsOf(assigned), (Components{{0.5, 2}}));
+}
+
+TEST(KoFloatExact, RecordBytesRoundTripAndBadRecords) {
+  const KoFloatExact x = Pow2(54) + KoFloatExact(-1.0);
+  KbStreamWriteBinaryMemory expected;
+  expected.WriteUInt64(std::uint64_t{2} << 32);  // version 0, two components
+  expected.WriteDouble(-0.5);
+  expected.WriteInt32(1);
+  expected.WriteDouble(0.5);
+  expected.WriteInt32(55);
+  EXPECT_EQ(RecordOf(x), expected.GetBuffer());
+  EXPECT_EQ(ReadNumber(RecordOf(x)), x);
+  std::vector<std::uint8_t> bytes = RecordOf(x);
+  KoFloatExact target(7.0);
+  bytes[0] = 1;
+  KbStreamReadBinaryMemory wrongVersion(bytes);
+  EXPECT_THROW(target.Serialize(wrongVersion), KbExceptionWrongFileVersion);
+  bytes[0] = 0;
+  bytes.pop_back();
+  KbStreamReadBinaryMemory truncated(bytes);
+  EXPECT_THROW(target.Serialize(truncated), KbExceptionEndOfStream);
+  KbStreamReadBinaryMemory noComponents(std::vector<std::uint8_t>(8, 0));
+  EXPECT_THROW(target.Serialize(noComponents), KbException);
+  EXPECT_EQ(ComponentsOf(target), (Components{{0.875, 3}}));
+}
+
+TEST(KoFloatExact, ArrayRecordMarkerLayoutAndCorruptCounts) {
+  const KbArray<KoFloatExact> numbers{KoFloatExact(1.0), KoFloatExact(0.1) * KoFloatExact(0.1)};
+  KbStreamWriteBinaryMemory written, header;
+  KoWriteFloatExactArray(written, numbers);
+  for (std::uint32_t v : {0xFFFFFFFFu, 1u, 2u, 56u}) header.WriteUInt32(v);
+  const std::vector<std::uint8_t>& bytes = written.GetBuffer();
+  EXPECT_TRUE(std::equal(header.GetBuffer().begin(), header.GetBuffer().end(), bytes.begin()));
+
+  KbArray<KoFloatExact> read;
+  KbStreamReadBinaryMemory current(bytes);
+  KoReadFloatExactArray(current, read);
+  EXPECT_EQ(read, numbers);
+  std::vector<std::uint8_t> corrupt(bytes.begin(), bytes.begin() + 16);
+  std::fill(corrupt.begin() + 8, corrupt.begin() + 12, 0xFF);
+  KbStreamReadBinaryMemory markerCount(corrupt);
+  EXPECT_THROW(KoReadFloatExactArray(markerCount, read), KbExceptionWrongFileVersion);
+  corrupt[11] = 0x7F;
+  KbStreamReadBinaryMemory hugeCount(corrupt);
+  EXPECT_THROW(KoReadFloatExactArray(hugeCount, read), KbExceptionEndOfStream);
+  EXPECT_EQ(read, numbers);
+}
+
+TEST(KoFloatExact, ArithmeticCheckPassesNearestEvenAndRejectsUpwardRounding) {
+  EXPECT_NO_THROW(KoFloatExact::CheckArithmetic());
+  const int mode = std::fegetround();
+  std::fesetround(FE_UPWARD);
+  bool threw = false;
+  try {
+    KoFloatExact::CheckArithmetic();
+  } catch (const KbException&) {
+    threw = true;
+  }
+  std::fesetround(mode);
+  EXPECT_TRUE(threw);
+}
+
+// Random expansions of up to six doubles from the whole exponent range
+// (clustered or spread up to 2^+-1000), against GMP: sums, differences and
+// products exact, canonical (normalised, strictly increasing exponents), with
+// the sign on the last component, and round-tripping through the record.
+// Chains of products of values near 2^+-1000 reach 2^+-8000 exactly.
+TEST(KoFloatExact, RandomSumsDifferencesProductsAcrossExponentRangeMatchGmp) {
+  std::mt19937_64 rng(20240611);
+  auto randomExpansion = [&](int terms) {
+    KoFloatExact x;
+    const int centre = int(rng() % 2001) - 1000;
+    for (int t = 0; t < terms; ++t) {
+      const int spread = rng() % 4 == 0 ? 1000 : 60;
+      x = x + KoFloatExact(RandomDouble(rng, std::max(-1000, centre - spread),
+                                        std::min(1000, centre + spread)));
+    }
+    return x;
+  };
+  auto expectCanonical = [](const KoFloatExact& x) {
+    for (std::uint32_t i = 0; i < x.GetComponentCount() && !x.IsZero(); ++i) {
+      ASSERT_TRUE(std::fabs(x.GetMantissa(i)) >= 0.5 && std::fabs(x.GetMantissa(i)) < 1.0);
+      ASSERT_TRUE(i == 0 || x.GetExponent(i - 1) < x.GetExponent(i));
+    }
+    ASSERT_EQ(x.IsNegative(), sgn(ToRational(x)) < 0);
+    ASSERT_EQ(ReadNumber(RecordOf(x)), x);
+  };
+  for (int trial = 0; trial < 3000; ++trial) {
+    const KoFloatExact a = randomExpansion(1 + trial % 6), b = randomExpansion(1 + trial / 6 % 5);
+    const KoFloatExact sum = a + b, difference = a - b, product = a * b;
+    ASSERT_EQ(ToRational(sum), ToRational(a) + ToRational(b)) << trial;
+    ASSERT_EQ(ToRational(difference), ToRational(a) - ToRational(b)) << trial;
+    ASSERT_EQ(ToRational(product), ToRational(a) * ToRational(b)) << trial;
+    for (const KoFloatExact* x : {&a, &b, &sum, &difference, &product}) expectCanonical(*x);
+    if (HasFailure()) FAIL() << trial;
+  }
+  for (int trial = 0; trial < 50; ++trial) {
+    KoFloatExact product(1.0);
+    mpq_class reference = 1;
+    for (int i = 0; i < 8; ++i) {
+      const double factor =
+          trial % 2 ? RandomDouble(rng, 990, 1000) : RandomDouble(rng, -1000, -990);
+      product = product * KoFloatExact(factor);
+      reference *= mpq_class(factor);
+    }
+    ASSERT_EQ(ToRational(product), reference);
+  }
+}
+
+}  // namespace
