@@ -31,17 +31,21 @@
 //
 // Sign-only mode first tries TrySignInDoubles, a floating-point filter with
 // a rigorous error bound that decides all but (nearly) singular matrices in
-// O(order^3) double operations; only undecided matrices are eliminated
-// exactly.
+// O(order^3) double operations; undecided matrices get their sign from the
+// determinant of the row-scaled integer matrix modulo a few 62-bit primes
+// (Chinese remaindering in mixed radix against Hadamard's bound). Only
+// matrices with non-finite entries, or spanning thousands of binary orders
+// of magnitude, are left to the exact elimination.
 //
 // Double mode: the result is the product of the diagonal pivots' largest
 // components (KoFloatExact::GetApproximation) with the pivot powers divided
-// out, then given the exact sign. Its magnitude is only as good as those
-// components: exact for one-component pivots, off by less than a factor 2
-// per pivot at worst. The product keeps its exponent apart, so pivots
-// beyond the double range are fine; the result is a signed infinity when
-// the magnitude exceeds the double range, and KbException is thrown when
-// it rounds to 0.0 although the determinant is not zero.
+// out, multiplied and divided step by step in plain doubles, then given the
+// exact sign. Its magnitude is only as good as those components: exact for
+// one-component pivots, off by less than a factor 2 per pivot at worst.
+// When some pivot's largest component lies beyond the double range, the
+// product keeps its exponent apart instead and rounds once at the end (a
+// signed infinity above the range). KbException is thrown when the product
+// is 0.0 although the determinant is not zero.
 //
 // Exact-factor mode: det = product(numerator) / product(denominator), an
 // empty product being 1. Every denominator factor is positive, the first

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "KoModularDeterminantSign.h"
 #include "base/KbException.h"
 
 #if defined(__FAST_MATH__)
@@ -123,16 +124,31 @@ class CElimination {
   std::vector<std::int32_t> m_powers;
 };
 
-// A double product with its binary exponent kept apart, so that pivots
-// beyond the double range (an order-10 pivot easily exceeds 2^5000) do not
-// turn the product into infinity or NaN on the way. Scaling by powers of
-// two commutes with rounding, so while a plain double product would stay
-// in the normal range both give the same bits.
+// The double product of the pivot approximations, step by step as plain
+// double arithmetic: an intermediate overflow or underflow is part of the
+// result.
+class CPlainProduct {
+ public:
+  void Multiply(const KoFloatExact& factor) { m_value *= factor.GetApproximation(); }
+  void Divide(const KoFloatExact& factor) { m_value /= factor.GetApproximation(); }
+  double Value() const { return m_value; }
+
+ private:
+  double m_value = 1.0;
+};
+
+// The same product with its binary exponent kept apart, for pivots whose
+// largest component lies beyond the double range (an order-10 pivot easily
+// exceeds 2^5000): their approximation would be 0 or infinity and the plain
+// product 0, infinity or NaN. The result rounds once into the double range.
 class CScaledProduct {
  public:
-  void Multiply(double mantissa, std::int32_t exponent) { step(m_mantissa * mantissa, exponent); }
-  void Divide(double mantissa, std::int32_t exponent) { step(m_mantissa / mantissa, -exponent); }
-  // Rounds once into the double range: 0.0 below it, infinity above it.
+  void Multiply(const KoFloatExact& factor) {
+    step(m_mantissa * largestMantissa(factor), largestExponent(factor));
+  }
+  void Divide(const KoFloatExact& factor) {
+    step(m_mantissa / largestMantissa(factor), -largestExponent(factor));
+  }
   double Value() const {
     const std::int64_t clamped =
         std::clamp<std::int64_t>(m_exponent, -c_iExponentClamp, c_iExponentClamp);
@@ -142,6 +158,12 @@ class CScaledProduct {
  private:
   static constexpr std::int64_t c_iExponentClamp = 4096;
 
+  static double largestMantissa(const KoFloatExact& f) {
+    return f.GetMantissa(f.GetComponentCount() - 1);
+  }
+  static std::int32_t largestExponent(const KoFloatExact& f) {
+    return f.GetExponent(f.GetComponentCount() - 1);
+  }
   void step(double product, std::int32_t exponent) {
     int shift = 0;
     m_mantissa = std::frexp(product, &shift);
@@ -152,31 +174,49 @@ class CScaledProduct {
   std::int64_t m_exponent = 0;
 };
 
-// det = product over k of pivot_k^(1 - powers_k), evaluated on the pivots'
-// largest components (KoFloatExact::GetApproximation, exact only for
-// one-component pivots) and then given the exact sign. Pivots +-1
-// contribute nothing; a pivot used as multiplier is divided out powers_k - 1
-// times.
-double DoubleDeterminant(CElimination& elimination, std::int32_t sign) {
-  if (sign == 0) return 0.0;
+bool IsUnit(const KoFloatExact& pivot) {
+  return pivot.IsOne() || pivot.IsMinusOne();
+}
+
+// product over k of pivot_k^(1 - powers_k): pivots +-1 contribute nothing,
+// a pivot never used as multiplier is multiplied in, and one used m times
+// is divided out m - 1 times. Consumes the powers.
+template <class Product>
+double PivotProduct(CElimination& elimination) {
   std::vector<std::int32_t>& powers = elimination.Powers();
-  CScaledProduct product;
+  Product product;
   for (unsigned int k = 0; k < elimination.Order(); ++k) {
     const KoFloatExact& pivot = elimination.Diagonal(k);
-    if (pivot.IsOne() || pivot.IsMinusOne()) continue;
-    const std::uint32_t largest = pivot.GetComponentCount() - 1;
-    const double mantissa = pivot.GetMantissa(largest);
-    const std::int32_t exponent = pivot.GetExponent(largest);
+    if (IsUnit(pivot)) continue;
     if (powers[k] < 1) {
-      product.Multiply(mantissa, exponent);
+      product.Multiply(pivot);
     } else {
       --powers[k];
-      for (std::int32_t t = 0; t < powers[k]; ++t) product.Divide(mantissa, exponent);
+      for (std::int32_t t = 0; t < powers[k]; ++t) product.Divide(pivot);
     }
   }
-  double value = product.Value();
+  return product.Value();
+}
+
+bool ApproximationsInRange(const CElimination& elimination) {
+  for (unsigned int k = 0; k < elimination.Order(); ++k) {
+    const KoFloatExact& pivot = elimination.Diagonal(k);
+    const double approximation = pivot.GetApproximation();
+    if (!IsUnit(pivot) && (approximation == 0.0 || !std::isfinite(approximation))) return false;
+  }
+  return true;
+}
+
+// The pivots' largest components (KoFloatExact::GetApproximation, exact
+// only for one-component pivots) multiplied and divided as plain doubles,
+// then given the exact sign.
+double DoubleDeterminant(CElimination& elimination, std::int32_t sign) {
+  if (sign == 0) return 0.0;
+  double value = ApproximationsInRange(elimination) ? PivotProduct<CPlainProduct>(elimination)
+                                                    : PivotProduct<CScaledProduct>(elimination);
   // Numerical breakdown: the exact determinant is not zero.
   if (value == 0.0) throw KbException();
+  // Flips the sign bit (of a NaN too) so the double carries the exact sign.
   if ((value > 0.0) != (sign >= 1)) value = -value;
   return value;
 }
@@ -314,25 +354,40 @@ class CSignFilter {
   std::vector<double> m_radius;
 };
 
+// The filter compares true values, while the exact numbers read a
+// subnormal entry as if its hidden bit were set; it only decides matrices
+// on which the two readings agree.
+bool HasSubnormal(const double* values, unsigned int order) {
+  return std::any_of(values, values + std::size_t(order) * order,
+                     [](double v) { return std::fpclassify(v) == FP_SUBNORMAL; });
+}
+
+// Sign only: the floating-point filter decides well-conditioned matrices,
+// the modular path the rest; only matrices beyond the modular path's prime
+// table (or with non-finite entries) reach the exact elimination.
+std::int32_t SignOnly(const double* values, unsigned int order) {
+  std::int32_t sign = 0;
+  if (!HasSubnormal(values, order) &&
+      KoMpMatrixToDeterminantExactSign::TrySignInDoubles(values, order, sign)) {
+    return sign;
+  }
+  if (KoModularDeterminantSign(values, order, sign)) return sign;
+  return CElimination(values, order, false).Run();
+}
+
 void ComputeDeterminant(const double* values, unsigned int order, const SOutputs& outputs) {
   const EMode mode = ModeOf(outputs);
-  if (mode == EMode::eSignOnly &&
-      KoMpMatrixToDeterminantExactSign::TrySignInDoubles(values, order, *outputs.sign)) {
+  if (mode == EMode::eSignOnly) {
+    *outputs.sign = SignOnly(values, order);
     return;
   }
-  CElimination elimination(values, order, mode != EMode::eSignOnly);
+  CElimination elimination(values, order, true);
   const std::int32_t sign = elimination.Run();
-  switch (mode) {
-    case EMode::eSignOnly:
-      *outputs.sign = sign;
-      break;
-    case EMode::eDouble:
-      *outputs.determinant = DoubleDeterminant(elimination, sign);
-      break;
-    case EMode::eExactFactors:
-      ExactFactors(elimination, sign, *outputs.numerator, *outputs.denominator);
-      *outputs.sign = sign;
-      break;
+  if (mode == EMode::eDouble) {
+    *outputs.determinant = DoubleDeterminant(elimination, sign);
+  } else {
+    ExactFactors(elimination, sign, *outputs.numerator, *outputs.denominator);
+    *outputs.sign = sign;
   }
 }
 

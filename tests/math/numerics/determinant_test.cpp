@@ -114,6 +114,40 @@ TEST(KoMpMatrixToDeterminantExactSign, FilterExactOnBothSidesOfItsBoundOrders3To
   EXPECT_GT(undecided, 0);
 }
 
+// The sign-only mode's modular path (the filter cannot decide these):
+// entries whose exponents spread over up to 2^150 within a row (shifts beyond one machine word),
+// exactly singular and one-ulp-from-singular, orders 1 to 8, against GMP; and subnormal entries,
+// which the exact numbers read with a hidden bit, against the sign of the exact elimination (the
+// factor mode).
+TEST(KoMpMatrixToDeterminantExactSign, ModularSignSpreadExponentsSubnormalsOrders1To8) {
+  std::mt19937_64 rng(99);
+  for (unsigned int n = 1; n <= 8; ++n) {
+    for (EMatrixKind kind : {EMatrixKind::eDuplicateRow, EMatrixKind::eNearSingular}) {
+      // Column scaling by powers of two keeps duplicates and one-ulp moves.
+      std::vector<double> values = RandomMatrix(rng, n, kind);
+      std::vector<int> columnShift(n);
+      for (int& shift : columnShift) shift = int(rng() % 151) - 75;
+      for (std::size_t e = 0; e < values.size(); ++e) {
+        values[e] = std::ldexp(values[e], columnShift[e % n]);
+      }
+      std::int32_t filtered = 7;
+      if (n >= 3) {
+        EXPECT_FALSE(Determinant::TrySignInDoubles(values.data(), n, filtered));
+      }
+      std::int32_t sign = 7;
+      ASSERT_TRUE(Determinant::Compute(values.data(), n, sign));
+      EXPECT_EQ(sign, sgn(BareissDeterminant(values, n))) << n << " " << int(kind);
+    }
+    std::vector<double> subnormal = RandomMatrix(rng, n, EMatrixKind::eIntegers);
+    for (double& v : subnormal) v = v * 0x1p-1074 * double(1 + rng() % 1000);
+    KbArray<KoFloatExact> numerator, denominator;
+    std::int32_t signOnly = 7, factorSign = 7;
+    ASSERT_TRUE(Determinant::Compute(subnormal.data(), n, signOnly));
+    ASSERT_TRUE(Determinant::Compute(MakeMatrix(subnormal), numerator, denominator, factorSign));
+    EXPECT_EQ(signOnly, factorSign) << "subnormal order " << n;
+  }
+}
+
 // Golden files of every mode, orders 0 to 10, singular and row-swap cases,
 // written by the framework from these cases (DISABLED_RewriteGoldenFiles)
 // and checked against GMP when written.

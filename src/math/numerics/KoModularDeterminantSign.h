@@ -1,0 +1,22 @@
+// The exact sign of a determinant by modular arithmetic (internal).
+//
+// Each row of the matrix is scaled by a power of two that makes its entries
+// integers (a positive factor, so the sign is unchanged), the determinant of
+// the integer matrix is computed modulo enough 62-bit primes that their
+// product M exceeds twice Hadamard's bound, and the residues are combined
+// in mixed radix by Garner's algorithm. The sign follows from comparing the
+// mixed-radix digits with those of (M - 1) / 2, which are (p_i - 1) / 2, so
+// the integer itself is never built.
+//
+// Entries are read as the exact numbers read them: a subnormal double d
+// with fraction f counts as (2^52 + f) * 2^-1075, the value KoFloatExact
+// gives it, so this path agrees with the exact elimination on every input.
+#pragma once
+
+#include <cstdint>
+
+// True with the exact sign in `sign`; false, leaving `sign` untouched, for
+// a matrix with a non-finite entry or whose bound needs more primes than
+// the table holds (entries spanning thousands of binary orders of
+// magnitude, or very large orders).
+bool KoModularDeterminantSign(const double* values, unsigned int order, std::int32_t& sign);
