@@ -1,0 +1,217 @@
+#include "math/tables/KoFunctionTableUniform.h"
+
+#include <cmath>
+#include <cstdint>
+
+#include "math/functions/KoStreamValue.h"
+
+namespace {
+
+// The grid index of a real position t: truncated toward zero to 64 bits,
+// of which the low 32 bits are kept (so the modular wrap of an index of
+// 2^32 or more is part of the result). False when t has no 64-bit integer
+// part (NaN or |t| >= 2^63), where the conversion itself would be undefined.
+template <class T>
+bool TruncatedIndex(T t, unsigned int& index) {
+  if (!(std::fabs(t) < T(0x1p63))) return false;
+  index = static_cast<unsigned int>(static_cast<std::int64_t>(t));
+  return true;
+}
+
+// (1 − f)·s[i] + f·s[i+1] with f = t − i.
+template <class T>
+T Interpolate(const T* s, unsigned int i, T t) {
+  const T f = t - static_cast<T>(i);
+  return (T(1) - f) * s[i] + f * s[i + 1];
+}
+
+}  // namespace
+
+template <class In, class Out>
+KoFunctionTableUniform<In, Out>::KoFunctionTableUniform() {
+  this->SetInterpolationType(eNone);
+  this->SetMinX(0);
+  this->SetMaxX(0);
+}
+
+template <class In, class Out>
+KoFunctionTableUniform<In, Out>::KoFunctionTableUniform(unsigned int count, T min, T max) {
+  Reset(count, min, max);
+}
+
+template <class In, class Out>
+KoFunctionTableUniform<In, Out>::KoFunctionTableUniform(const KoFunctionTableUniform&) = default;
+template <class In, class Out>
+KoFunctionTableUniform<In, Out>::KoFunctionTableUniform(KoFunctionTableUniform&&) noexcept =
+    default;
+template <class In, class Out>
+KoFunctionTableUniform<In, Out>& KoFunctionTableUniform<In, Out>::operator=(
+    const KoFunctionTableUniform&) = default;
+template <class In, class Out>
+KoFunctionTableUniform<In, Out>& KoFunctionTableUniform<In, Out>::operator=(
+    KoFunctionTableUniform&&) noexcept = default;
+template <class In, class Out>
+KoFunctionTableUniform<In, Out>::~KoFunctionTableUniform() = default;
+
+// The divisor is the unsigned count − 1 converted to T, so a count of 0
+// divides by 2^32 − 1 and a count of 1 by zero.
+template <class In, class Out>
+void KoFunctionTableUniform<In, Out>::Reset(unsigned int count, T min, T max) {
+  this->SetInterpolationType(eNone);
+  m_samples.Resize(count);
+  zeroTable();
+  this->SetMaxX(max);
+  this->SetMinX(min);
+  m_step = (max - min) / static_cast<T>(count - 1u);
+}
+
+template <class In, class Out>
+void KoFunctionTableUniform<In, Out>::zeroTable() {
+  for (T& sample : m_samples) sample = 0;
+}
+
+template <class In, class Out>
+Out KoFunctionTableUniform<In, Out>::operator()(In x) const {
+  const unsigned int n = m_samples.GetSize();
+  switch (this->GetInterpolationType()) {
+    case eLinear:
+      return lookupLinear(x, n);
+    case eNone:
+      return lookupNearest(x, n);
+    default:
+      return 0;
+  }
+}
+
+template <class In, class Out>
+Out KoFunctionTableUniform<In, Out>::lookupNearest(T x, unsigned int n) const {
+  if (n == 0) return this->GetInvalidY();
+  const T* s = m_samples.GetData();
+  if (this->GetMinX() > x) return s[0];
+  if (m_step == 0) return s[n - 1];
+  const T position = (x - this->GetMinX()) / m_step + T(0.5);
+  unsigned int i = 0;
+  if (!TruncatedIndex(position, i)) return std::isnan(position) ? position : s[n - 1];
+  return i < n ? s[i] : s[n - 1];
+}
+
+template <class In, class Out>
+Out KoFunctionTableUniform<In, Out>::lookupLinear(T x, unsigned int n) const {
+  if (n == 0) return this->GetInvalidY();
+  const T* s = m_samples.GetData();
+  if (this->GetMinX() > x) return s[0];
+  if (m_step == 0) return s[n - 1];
+  const T t = (x - this->GetMinX()) / m_step;
+  if (t >= static_cast<T>(n - 1)) return s[n - 1];
+  // Here t < n − 1, so n >= 2 whenever t >= 0. Below 0 only a NaN or a
+  // reversed step lands: t in (−1, 0) still truncates to the first interval
+  // and extrapolates from it; further out there is no sample to read.
+  if (t >= 0) return Interpolate(s, static_cast<unsigned int>(static_cast<std::int64_t>(t)), t);
+  if (std::isnan(t)) return t;
+  return t > T(-1) && n >= 2 ? Interpolate(s, 0u, t) : this->GetInvalidY();
+}
+
+template <class In, class Out>
+template <class Store>
+void KoFunctionTableUniform<In, Out>::store(T x, T value, Store combine) {
+  if (this->GetMinX() > x) return;
+  const unsigned int n = m_samples.GetSize();
+  unsigned int i = 0;
+  if (this->GetInterpolationType() == eNone) {
+    const T position = (x - this->GetMinX()) / m_step + T(0.5);
+    if (TruncatedIndex(position, i) && i < n) combine(m_samples[i], value);
+  } else if (this->GetInterpolationType() == eLinear) {
+    const T t = (x - this->GetMinX()) / m_step;
+    if (!TruncatedIndex(t, i)) return;
+    const T f = t - static_cast<T>(i);
+    // i < n − 1, written so that an empty table stores nothing.
+    if (std::uint64_t(i) + 1 < n) {
+      combine(m_samples[i + 1], f * value);
+      combine(m_samples[i], (T(1) - f) * value);
+    }
+  }
+}
+
+template <class In, class Out>
+void KoFunctionTableUniform<In, Out>::Set(T x, T value) {
+  store(x, value, [](T& sample, T part) { sample = part; });
+}
+
+template <class In, class Out>
+void KoFunctionTableUniform<In, Out>::Add(T x, T value) {
+  store(x, value, [](T& sample, T part) { sample += part; });
+}
+
+template <class In, class Out>
+Out KoFunctionTableUniform<In, Out>::GetDerivative(In x) const {
+  return this->getDerivative(x, m_step);
+}
+
+template <class In, class Out>
+Out KoFunctionTableUniform<In, Out>::GetSecondDerivative(In x) const {
+  return this->getSecondDerivative(x, m_step);
+}
+
+// The new table recomputes its step from the range while the abscissae are
+// formed with this table's step: the two differ when the step was read from
+// a record that disagrees with the range, and Set then rounds to the new
+// table's grid.
+template <class In, class Out>
+template <class Derivative>
+std::unique_ptr<KoFunctionTableUniform<In, Out>> KoFunctionTableUniform<In, Out>::tabulate(
+    Derivative derivative) const {
+  const unsigned int n = m_samples.GetSize();
+  auto table = std::make_unique<KoFunctionTableUniform>(n, this->GetMinX(), this->GetMaxX());
+  for (unsigned int i = 0; i < n; ++i) {
+    const T x = static_cast<T>(i) * m_step + this->GetMinX();
+    table->Set(x, derivative(x));
+  }
+  return table;
+}
+
+template <class In, class Out>
+std::unique_ptr<KoFunctionTableUniform<In, Out>>
+KoFunctionTableUniform<In, Out>::GetDerivativeFunction() const {
+  return tabulate([this](T x) { return GetDerivative(x); });
+}
+
+template <class In, class Out>
+std::unique_ptr<KoFunctionTableUniform<In, Out>>
+KoFunctionTableUniform<In, Out>::GetSecondDerivativeFunction() const {
+  return tabulate([this](T x) { return GetSecondDerivative(x); });
+}
+
+template <class In, class Out>
+std::unique_ptr<KoFunctionLimited<In, Out>> KoFunctionTableUniform<In, Out>::Clone() const {
+  return std::make_unique<KoFunctionTableUniform>(*this);
+}
+
+template <class In, class Out>
+void KoFunctionTableUniform<In, Out>::Serialize(KbStreamWriteBinary& stream) const {
+  stream.WriteVersion(c_uiVersion);
+  KoFunctionTable<In, Out>::Serialize(stream);
+  KoWriteValue(stream, m_step);
+  m_samples.Serialize(stream);
+}
+
+// The array reader accepts both array layouts, rejects a foreign element
+// size and checks the stream's length before it allocates.
+template <class In, class Out>
+void KoFunctionTableUniform<In, Out>::Serialize(KbStreamReadBinary& stream) {
+  stream.ReadAndCompareVersion(c_uiVersion);
+  KoFunctionTable<In, Out>::Serialize(stream);
+  KoReadValue(stream, m_step);
+  m_samples.Serialize(stream);
+}
+
+template <class In, class Out>
+void KoFunctionTableUniform<In, Out>::dump(KbStreamWriteASCIIT<wchar_t>& stream) const {
+  T x = this->GetMinX();
+  for (const T sample : m_samples) {
+    stream << x << L", " << sample << L"\n";
+    x += m_step;
+  }
+}
+
+template class KoFunctionTableUniform<float, float>;
+template class KoFunctionTableUniform<double, double>;

@@ -1,0 +1,230 @@
+#include "math/tables/KoPolynomFit.h"
+
+#include <cmath>
+#include <utility>
+#include <vector>
+
+namespace {
+
+// Solves a·x = b in place by Gauss–Jordan elimination with full pivoting
+// (Numerical Recipes, "gaussj"): b becomes x and a becomes its inverse.
+// `a` is m×m row-major. Among pivot candidates of equal magnitude the later
+// one wins (the comparison is >=). A zero pivot stops the elimination at
+// once and leaves a and b half-reduced; the caller carries on with them.
+template <class T>
+void SolveGaussJordan(T* a, T* b, unsigned int m) {
+  std::vector<unsigned int> pivotCount(m, 0), pivotRow(m), pivotColumn(m);
+  // Initialised so that an all-NaN search (no candidate ever compares >=)
+  // still names a valid element.
+  unsigned int row = 0;
+  unsigned int column = 0;
+  for (unsigned int pass = 0; pass < m; ++pass) {
+    T largest = 0;
+    for (unsigned int r = 0; r < m; ++r) {
+      if (pivotCount[r] == 1) continue;
+      for (unsigned int c = 0; c < m; ++c) {
+        if (pivotCount[c] == 0 && std::fabs(a[r * m + c]) >= largest) {
+          largest = std::fabs(a[r * m + c]);
+          row = r;
+          column = c;
+        }
+      }
+    }
+    ++pivotCount[column];
+    // Move the pivot onto the diagonal; the column swap is only recorded
+    // and undone on the inverse at the end.
+    if (row != column) {
+      for (unsigned int c = 0; c < m; ++c) std::swap(a[row * m + c], a[column * m + c]);
+      std::swap(b[row], b[column]);
+    }
+    pivotRow[pass] = row;
+    pivotColumn[pass] = column;
+    T* pivotLine = a + column * m;
+    if (pivotLine[column] == 0) return;
+    const T inverse = T(1) / pivotLine[column];
+    pivotLine[column] = 1;
+    for (unsigned int c = 0; c < m; ++c) pivotLine[c] *= inverse;
+    b[column] *= inverse;
+    for (unsigned int r = 0; r < m; ++r) {
+      if (r == column) continue;
+      // Zeroing the pivot column first turns it into the inverse's column
+      // as the row is reduced.
+      const T factor = a[r * m + column];
+      a[r * m + column] = 0;
+      for (unsigned int c = 0; c < m; ++c) a[r * m + c] -= pivotLine[c] * factor;
+      b[r] -= b[column] * factor;
+    }
+  }
+  for (unsigned int pass = m; pass-- > 0;) {
+    if (pivotRow[pass] == pivotColumn[pass]) continue;
+    for (unsigned int r = 0; r < m; ++r) {
+      std::swap(a[r * m + pivotRow[pass]], a[r * m + pivotColumn[pass]]);
+    }
+  }
+}
+
+// Sums the weighted normal equations point by point: for every point the
+// powers p, w = 1/(sigma·sigma), and for each column j with f = w·p[j] the
+// terms f·p[k] and f·y. Only the sums with k <= j make the matrix; they are
+// kept at (row j, column k) and mirrored by the caller, which overwrites the
+// other half (computed only so that the loops have no triangular bound).
+template <class T>
+void AccumulateAnySize(const KbArray<KoPoint<T>>& points, const KbArray<T>& sigmas, unsigned int m,
+                       T* a, T* b) {
+  std::vector<T> p(m);
+  for (unsigned int i = 0; i < points.GetSize(); ++i) {
+    const KoPoint<T> point = points[i];
+    p[0] = 1;
+    for (unsigned int k = 1; k < m; ++k) p[k] = point.x * p[k - 1];
+    const T weight = T(1) / (sigmas[i] * sigmas[i]);
+    for (unsigned int j = 0; j < m; ++j) {
+      const T f = weight * p[j];
+      for (unsigned int k = 0; k < m; ++k) a[j * m + k] += f * p[k];
+      b[j] += f * point.y;
+    }
+  }
+}
+
+// The same sums for a size M known at compile time, one column of sums per
+// SIMD register (the compilers' vector extension): lane k of column j adds
+// f·p[k], lane j of the right-hand side f·y, each exactly the scalar
+// operation, so every sum is formed in the same order as above.
+template <class T, unsigned int Lanes>
+struct SimdLanes {
+  typedef T Type __attribute__((vector_size(Lanes * sizeof(T))));
+};
+
+template <unsigned int M, class T>
+void AccumulateFixedSize(const KbArray<KoPoint<T>>& points, const KbArray<T>& sigmas, T* a, T* b) {
+  using V = typename SimdLanes<T, (M <= 4 ? 4 : 8)>::Type;
+  V columns[M] = {};
+  V rhs = {};
+  for (unsigned int i = 0; i < points.GetSize(); ++i) {
+    const KoPoint<T> point = points[i];
+    V p = {};
+    T power = 1;
+#pragma GCC unroll 8
+    for (unsigned int k = 0; k < M; ++k, power = point.x * power) p[k] = power;
+    const T weight = T(1) / (sigmas[i] * sigmas[i]);
+    const V f = weight * p;
+    // Unrolled so that the columns stay in registers.
+#pragma GCC unroll 8
+    for (unsigned int j = 0; j < M; ++j) columns[j] += f[j] * p;
+    rhs += f * point.y;
+  }
+  for (unsigned int j = 0; j < M; ++j) {
+    for (unsigned int k = 0; k < M; ++k) a[j * M + k] = columns[j][k];
+    b[j] = rhs[j];
+  }
+}
+
+// Runs kernel.template operator()<M>() with M = m for sizes up to this many
+// coefficients, and with M = 0 (size known only at run time) above.
+constexpr unsigned int c_uiLargestFixedSize = 8;
+
+template <unsigned int M = 1, class Kernel>
+decltype(auto) WithFixedSize(unsigned int m, Kernel&& kernel) {
+  if constexpr (M > c_uiLargestFixedSize) {
+    return kernel.template operator()<0>();
+  } else {
+    if (m == M) return kernel.template operator()<M>();
+    return WithFixedSize<M + 1>(m, kernel);
+  }
+}
+
+// sum_i ((y_i − sum_k c[k]·x_i^k) / sigma_i)², the inner sum from k = 0 up,
+// accumulated point by point. M as above (0: `m` at run time).
+template <unsigned int M, class T>
+T ChiSquareSized(const KbArray<KoPoint<T>>& points, const KbArray<T>& sigmas, const T* c,
+                 unsigned int m) {
+  const unsigned int size = M != 0 ? M : m;
+  T sum = 0;
+  for (unsigned int i = 0; i < points.GetSize(); ++i) {
+    const KoPoint<T> point = points[i];
+    T fitted = 0;
+    T power = 1;
+#pragma GCC unroll 8
+    for (unsigned int k = 0; k < size; ++k, power = point.x * power) fitted += c[k] * power;
+    const T residual = (point.y - fitted) / sigmas[i];
+    sum += residual * residual;
+  }
+  return sum;
+}
+
+}  // namespace
+
+template <class T>
+KoPolynomFit<T>::KoPolynomFit() = default;
+template <class T>
+KoPolynomFit<T>::KoPolynomFit(const KoPolynomFit&) = default;
+template <class T>
+KoPolynomFit<T>& KoPolynomFit<T>::operator=(const KoPolynomFit&) = default;
+template <class T>
+KoPolynomFit<T>::~KoPolynomFit() = default;
+
+template <class T>
+void KoPolynomFit<T>::SetInput(const KbArray<KoPoint<T>>& points, const KbArray<T>& sigmas,
+                               unsigned int degree, KbArray<T>& coefficients) {
+  m_points = &points;
+  m_sigmas = &sigmas;
+  m_coefficients = &coefficients;
+  m_degree = degree;
+  setInputChanged();
+}
+
+template <class T>
+T KoPolynomFit<T>::GetOutput() const {
+  checkOutputData();
+  return m_chiSquare;
+}
+
+template <class T>
+bool KoPolynomFit<T>::checkPreConditions() const {
+  return m_points != nullptr && m_sigmas != nullptr && m_coefficients != nullptr &&
+         m_points->GetSize() == m_sigmas->GetSize() && m_points->GetSize() > m_degree;
+}
+
+template <class T>
+void KoPolynomFit<T>::powers(T x, KbArray<T>& p) {
+  if (p.GetSize() == 0) return;
+  p[0] = 1;
+  for (unsigned int k = 1; k < p.GetSize(); ++k) p[k] = x * p[k - 1];
+}
+
+template <class T>
+void KoPolynomFit<T>::compute() {
+  const unsigned int m = m_degree + 1;
+  m_coefficients->Resize(m);
+  m_normalMatrix = KoArray2D<T>(m, m);
+  KbArray<T> rhs(m);
+  accumulateNormalEquations(rhs);
+  SolveGaussJordan(m_normalMatrix.GetData(), rhs.GetData(), m);
+  for (unsigned int k = 0; k < m; ++k) (*m_coefficients)[k] = rhs[k];
+  m_chiSquare = chiSquare();
+}
+
+template <class T>
+void KoPolynomFit<T>::accumulateNormalEquations(KbArray<T>& rhs) {
+  const unsigned int m = m_degree + 1;
+  T* a = m_normalMatrix.GetData();
+  WithFixedSize(m, [&]<unsigned int M>() {
+    if constexpr (M == 0) {
+      AccumulateAnySize(*m_points, *m_sigmas, m, a, rhs.GetData());
+    } else {
+      AccumulateFixedSize<M>(*m_points, *m_sigmas, a, rhs.GetData());
+    }
+  });
+  for (unsigned int j = 1; j < m; ++j) {
+    for (unsigned int k = 0; k < j; ++k) a[k * m + j] = a[j * m + k];
+  }
+}
+
+template <class T>
+T KoPolynomFit<T>::chiSquare() const {
+  const unsigned int m = m_coefficients->GetSize();
+  return WithFixedSize(m, [&]<unsigned int M>() {
+    return ChiSquareSized<M>(*m_points, *m_sigmas, m_coefficients->GetData(), m);
+  });
+}
+
+template class KoPolynomFit<float>;

@@ -1,0 +1,103 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "math/tables/KoFunctionTableNonUniform.h"
+
+namespace {
+
+template <class T>
+using NonUniform = KoFunctionTableNonUniform<T, T>;
+
+template <class T>
+class NonUniformTableTest : public ::testing::Test {};
+using Scalars = ::testing::Types<float, double>;
+TYPED_TEST_SUITE(NonUniformTableTest, Scalars);
+
+TYPED_TEST(NonUniformTableTest, LinearExtrapolatesBothWaysNoneNeverReturnsTheLastSample) {
+  using T = TypeParam;
+  NonUniform<T> table;  // no reserved slots: the appends grow it
+  table.AppendSorted(0, 0);
+  table.AppendSorted(1, 10);
+  table.AppendSorted(3, 30);
+  EXPECT_EQ(table(2), 20);
+  EXPECT_EQ(table(-1), -10);
+  EXPECT_EQ(table(5), 50);
+  EXPECT_EQ(table.GetMinX(), 0);
+  table.SetInterpolationType(table.eNone);
+  EXPECT_EQ(table(T(0.5)), 0);
+  EXPECT_EQ(table(3), 10);
+  EXPECT_EQ(table(100), 10);
+  table.AppendSorted(3, 31);  // an equal abscissa replaces the last sample
+  table.SetInterpolationType(table.eLinear);
+  EXPECT_EQ(table(5), T(52));  // slope (31 − 10) / 2
+}
+
+TYPED_TEST(NonUniformTableTest, StepChoiceAndForwardDerivativeTablesAfterTheSizedConstructor) {
+  using T = TypeParam;
+  NonUniform<T> square(4);  // x² at 0, 0.5, 1.5, 3: all values below are exact
+  for (T x : {T(0), T(0.5), T(1.5), T(3)}) square.AppendSorted(x, x * x);
+  square.SetH(1);
+  EXPECT_EQ(square.getH(), 1);
+  square.SetH(0);
+  EXPECT_EQ(square.getH(), T(0.5));
+  // MinX stays huge: always forward, (f(x + 0.5) − f(x)) / 0.5.
+  const auto derivative = square.GetDerivativeFunction();
+  const T expected[] = {T(0.5), 2, T(4.5), T(4.5)};
+  ASSERT_EQ(derivative->GetSampleCount(), 4u);
+  for (unsigned int i = 0; i < 4; ++i) EXPECT_EQ(derivative->GetTable()[i].y, expected[i]) << i;
+}
+
+TYPED_TEST(NonUniformTableTest, DegenerateTablesNaNAndGrowthBeyondTheReservedSlots) {
+  using T = TypeParam;
+  NonUniform<T> table(1);
+  table.SetInvalidY(-7);
+  EXPECT_EQ(table(0), -7);
+  table.AppendSorted(2, 5);
+  EXPECT_EQ(table(2), -7);  // one sample: no interval
+  table.SetInterpolationType(static_cast<typename NonUniform<T>::EInterpolationType>(2));
+  EXPECT_EQ(table(9), 5);  // this mode only reads y[i]
+  for (int i = 3; i < 40; ++i) table.AppendSorted(T(i), T(2 * i));
+  EXPECT_EQ(table(T(17.5)), 34);
+  table.SetInterpolationType(table.eLinear);
+  EXPECT_EQ(table(T(17.5)), 35);
+  EXPECT_TRUE(std::isnan(table(std::numeric_limits<T>::quiet_NaN())));
+}
+
+// In a mode that returns y[i] as it stands, i must be the last sample with
+// x[i] <= x, clamped to [0, n − 1]: std::upper_bound minus one.
+TYPED_TEST(NonUniformTableTest, BisectionFindsTheSameSampleAsUpperBoundOnRandomTables) {
+  using T = TypeParam;
+  std::mt19937 random(99);
+  std::uniform_real_distribution<T> spacing(T(0.001), T(2));
+  for (unsigned int n = 2; n < 70; ++n) {
+    NonUniform<T> table(n);
+    table.SetInterpolationType(static_cast<typename NonUniform<T>::EInterpolationType>(7));
+    std::vector<T> xs;
+    for (T x = spacing(random) - 1; xs.size() < n; x += spacing(random)) xs.push_back(x);
+    for (unsigned int i = 0; i < n; ++i) table.AppendSorted(xs[i], T(i));
+    std::uniform_real_distribution<T> argument(xs.front() - 1, xs.back() + 1);
+    for (int q = 0; q < 200; ++q) {
+      const T x = q % 4 == 0 ? xs[random() % n] : argument(random);
+      const auto above = std::upper_bound(xs.begin(), xs.end(), x) - xs.begin();
+      EXPECT_EQ(table(x), T(above == 0 ? 0 : above - 1)) << n << " " << x;
+    }
+  }
+}
+
+TEST(NonUniformVectorTableTest, ComponentsFollowTheScalarRulesInBothModes) {
+  KoFunctionTableNonUniform<float, KbVector3f> table(3);
+  table.AppendSorted(0, {0, 0, 1});
+  table.AppendSorted(1, {10, -10, 2});
+  table.AppendSorted(3, {30, -30, 4});
+  EXPECT_EQ(table(5), KbVector3f(50, -50, 6));
+  EXPECT_EQ(table(-1), KbVector3f(-10, 10, 0));
+  table.SetInterpolationType(table.eNone);
+  EXPECT_EQ(table(3), KbVector3f(10, -10, 2));
+}
+
+}  // namespace

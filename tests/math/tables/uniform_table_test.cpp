@@ -1,0 +1,121 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "math/tables/KoFunctionTableUniform.h"
+#include "math/tables/TableTestSupport.h"
+
+namespace {
+
+template <class T>
+using Uniform = KoFunctionTableUniform<T, T>;
+
+// Values up to 50 within a few ulps.
+template <class T>
+constexpr T kTolerance = 50 * 8 * std::numeric_limits<T>::epsilon();
+template <class T>
+class UniformTableTest : public ::testing::Test {};
+using Scalars = ::testing::Types<float, double>;
+TYPED_TEST_SUITE(UniformTableTest, Scalars);
+
+TYPED_TEST(UniformTableTest, LookupInBothModesAndAnUnknownOneInsideBelowAndBeyondTheGrid) {
+  using T = TypeParam;
+  Uniform<T> table(5, 0, 1);  // step 0.25
+  for (unsigned int i = 0; i < 5; ++i) table[i] = T(10 * (i + 1));
+  EXPECT_EQ(table(T(0.124)), 10);
+  EXPECT_EQ(table(T(0.125)), 20);  // halves round upward
+  EXPECT_EQ(table(7), 50);
+  EXPECT_EQ(table(-1), 10);
+  table.SetInterpolationType(table.eLinear);
+  EXPECT_NEAR(table(T(0.3)), 22, kTolerance<T>);  // 0.8·s[1] + 0.2·s[2]
+  EXPECT_EQ(table(1), 50);
+  table.SetInterpolationType(static_cast<typename Uniform<T>::EInterpolationType>(2));
+  EXPECT_EQ(table(T(0.5)), 0);
+}
+
+TYPED_TEST(UniformTableTest, SetAndAddSpreadOrRoundAndDropValuesBeyondTheGrid) {
+  using T = TypeParam;
+  Uniform<T> table(5, 0, 1);
+  table.SetInterpolationType(table.eLinear);
+  table.Set(T(0.3), 10);
+  EXPECT_NEAR(table[1], 8, kTolerance<T>);
+  EXPECT_NEAR(table[2], 2, kTolerance<T>);
+  table.Add(T(0.3), 10);
+  EXPECT_NEAR(table[1], 16, kTolerance<T>);
+  EXPECT_NEAR(table[2], 4, kTolerance<T>);
+  table.Set(1, 99);  // the last grid point: dropped in this mode
+  EXPECT_EQ(table[4], 0);
+  table.Reset(5, 0, 1);  // back to nearest-sample mode, all zero
+  EXPECT_EQ(table.GetInterpolationType(), table.eNone);
+  table.Set(T(0.3), 10);
+  table.Add(T(0.3), 5);
+  table.Add(1, 7);
+  table.Add(2, 7);  // beyond the grid
+  EXPECT_EQ(table[1], 15);
+  EXPECT_EQ(table[4], 7);
+}
+
+// None of these may read outside the samples.
+TYPED_TEST(UniformTableTest, EmptyAndReversedTablesAndNaNArgumentsStayInsideTheSamples) {
+  using T = TypeParam;
+  Uniform<T> empty;
+  empty.SetInvalidY(-7);
+  Uniform<T> reversed(5, 1, 0);  // step −0.25
+  reversed.SetInvalidY(-7);
+  for (unsigned int i = 0; i < 5; ++i) reversed[i] = T(i + 1);
+  for (auto type : {Uniform<T>::eNone, Uniform<T>::eLinear}) {
+    empty.SetInterpolationType(type);
+    reversed.SetInterpolationType(type);
+    EXPECT_EQ(empty(0), -7);
+    EXPECT_TRUE(std::isnan(reversed(std::numeric_limits<T>::quiet_NaN())));
+  }
+  EXPECT_NEAR(reversed(T(1.1)), T(0.6), kTolerance<T>);  // t = −0.4: first interval
+  EXPECT_EQ(reversed(3), -7);                            // t = −8: no sample there
+  reversed.SetInterpolationType(reversed.eNone);
+  EXPECT_EQ(reversed(T(1e30)), 5);  // an index beyond 2^63
+}
+
+// x³ on a dyadic grid: every difference is exact, so the branches of the
+// kernels and their single division by h show as exact values.
+TYPED_TEST(UniformTableTest, DerivativeTablesOfACubicAreItsExactFiniteDifferences) {
+  using T = TypeParam;
+  const T h = T(0.125);
+  Uniform<T> cube(17, 0, 2);
+  cube.SetInterpolationType(cube.eLinear);
+  for (unsigned int i = 0; i < 17; ++i) cube[i] = (T(i) * h) * (T(i) * h) * (T(i) * h);
+  const auto first = cube.GetDerivativeFunction();
+  const auto second = cube.GetSecondDerivativeFunction();
+  EXPECT_EQ(first->GetInterpolationType(), cube.eNone);
+  EXPECT_EQ((*first)[0], h * h);                    // forward at MinX
+  EXPECT_EQ((*first)[16], 12 - 3 * 2 * h + h * h);  // backward at MaxX
+  EXPECT_EQ((*second)[0], 6 * h * h);               // anchored at MinX
+  EXPECT_EQ((*second)[16], 6 * (2 - h) * h);        // anchored at MaxX
+  for (unsigned int i = 1; i < 16; ++i) {
+    const T x = T(i) * h;
+    EXPECT_EQ((*first)[i], 3 * x * x + h * h) << i;  // central
+    EXPECT_EQ((*second)[i], 6 * x * h) << i;         // 6x·h², divided by h once
+  }
+  EXPECT_EQ(cube.GetSecondDerivative(h / 2), cube.GetSecondDerivative(0));
+}
+
+TYPED_TEST(UniformTableTest, RecordBytesAndTheOlderArrayLayoutWithAStepThatDisagrees) {
+  using T = TypeParam;
+  Uniform<T> table(3, 0, 1);
+  table.SetInterpolationType(table.eLinear);
+  table.SetInvalidY(-1);
+  table[0] = 1, table[1] = 2, table[2] = 3;
+  RecordBytes expected;
+  expected.U32(3).U32(2).U32(2).Put(T(0)).Put(T(1)).Put(T(-1)).U32(1).Put(T(0.5));
+  expected.U32(0xFFFFFFFF).U32(1).U32(3).U32(sizeof(T)).Put(T(1)).Put(T(2)).Put(T(3));
+  EXPECT_EQ(WriteRecord(table), expected.bytes);
+
+  RecordBytes older;  // no marker and version; a step of 0.25
+  older.U32(3).U32(2).U32(2).Put(T(0)).Put(T(1)).Put(T(-1)).U32(1).Put(T(0.25));
+  older.U32(3).U32(sizeof(T)).Put(T(1)).Put(T(2)).Put(T(3));
+  Uniform<T> read;
+  ReadRecord(read, older.bytes);
+  EXPECT_EQ(read(T(0.375)), T(2.5));
+}
+
+}  // namespace
