@@ -1,6 +1,18 @@
-// Registry records of the function objects and of the Hermite polynomials,
-// in the order of the library's registry table. The wide names are part of
-// the stored format, spelling included.
+// The class registry records of the library and the load-time check of
+// the exact arithmetic.
+//
+// Everything here is built while the library loads, in the order of this
+// file (one translation unit, so the order is the declaration order), and
+// destroyed in reverse at unload. The order is that of the stored-format
+// table of registered classes; the arithmetic check runs right after the
+// KoFloatExact record, before any code can use the exact arithmetic, and
+// throws (stopping the load) when doubles do not round to nearest even.
+// The matrix constants are constant-initialised and so exist before all of
+// this.
+//
+// The wide names are part of the stored format, spelling included: angle
+// brackets for most classes, parentheses for "KoFunctionLinear(float)", and
+// a blank after the comma only in "KoFunctionTableNonUniform<float, KbVector3f>".
 #include "math/functions/KoFunctionConstant.h"
 #include "math/functions/KoFunctionInverse.h"
 #include "math/functions/KoFunctionLimitedHemisphere.h"
@@ -8,7 +20,18 @@
 #include "math/functions/KoFunctionLinear.h"
 #include "math/functions/KoFunctionRampLinear.h"
 #include "math/functions/KoFunctionRampSpline.h"
+#include "math/numerics/KoFloatExact.h"
+#include "math/numerics/KoMpMatrixToDeterminantExactSign.h"
+#include "math/tables/KoFunctionTableNonUniform.h"
+#include "math/tables/KoFunctionTableUniform.h"
 #include "math/tables/KoInterpolationPolynomHermite.h"
+#include "math/tables/KoPolynomFit.h"
+
+const KbRTTI KoFloatExact::RTTI(L"KoFloatExact", nullptr);
+
+namespace {
+[[maybe_unused]] const bool c_bArithmeticChecked = (KoFloatExact::CheckArithmetic(), true);
+}  // namespace
 
 template <>
 const KbRTTI KoFunctionConstant<float, float>::RTTI(
@@ -54,6 +77,23 @@ template <>
 const KbRTTI KoFunctionRampSpline<double>::RTTI(L"KoFunctionRampSpline<double>",
                                                 &KoFunctionRampSpline<double>::CreateByFactory);
 template <>
+const KbRTTI KoFunctionTableNonUniform<float, float>::RTTI(
+    L"KoFunctionTableNonUniform<float>", &KoFunctionTableNonUniform<float, float>::CreateByFactory);
+template <>
+const KbRTTI KoFunctionTableNonUniform<float, KbVector3f>::RTTI(
+    L"KoFunctionTableNonUniform<float, KbVector3f>",
+    &KoFunctionTableNonUniform<float, KbVector3f>::CreateByFactory);
+template <>
+const KbRTTI KoFunctionTableNonUniform<double, double>::RTTI(
+    L"KoFunctionTableNonUniform<double>",
+    &KoFunctionTableNonUniform<double, double>::CreateByFactory);
+template <>
+const KbRTTI KoFunctionTableUniform<float, float>::RTTI(
+    L"KoFunctionTableUniform<float>", &KoFunctionTableUniform<float, float>::CreateByFactory);
+template <>
+const KbRTTI KoFunctionTableUniform<double, double>::RTTI(
+    L"KoFunctionTableUniform<double>", &KoFunctionTableUniform<double, double>::CreateByFactory);
+template <>
 const KbRTTI KoInterpolationPolynomHermite<float>::RTTI(L"KoInterpolationPolynomHermite<float>",
                                                         nullptr);
 template <>
@@ -65,3 +105,9 @@ const KbRTTI KoInterpolationPolynomHermiteOverscale<float>::RTTI(
 template <>
 const KbRTTI KoInterpolationPolynomHermiteOverscale<double>::RTTI(
     L"KoInterpolationPolynomHermiteOverscale<double>", nullptr);
+
+const KbRTTI KoMpMatrixToDeterminantExactSign::RTTI(
+    L"KoMpMatrixToDeterminantExactSign", KoMpAlgorithm::RTTI,
+    &KoMpMatrixToDeterminantExactSign::CreateByFactory);
+template <>
+const KbRTTI KoPolynomFit<float>::RTTI(L"KoPolynomFit<float>", KoAlgorithm::RTTI, nullptr);
