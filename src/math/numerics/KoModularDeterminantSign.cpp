@@ -4,7 +4,8 @@
 #include <array>
 #include <bit>
 #include <cmath>
-#include <cstring>
+#include <memory_resource>
+#include <span>
 #include <vector>
 
 namespace {
@@ -42,13 +43,19 @@ struct SModulus {
   std::uint64_t negInverse;  // -p^-1 mod 2^64
   std::uint64_t r1;          // R mod p: the Montgomery form of 1
   std::uint64_t r2;          // R^2 mod p: converts into Montgomery form
+  std::uint64_t r3;          // R^3 mod p: converts t R^-1 into t R
 
-  constexpr std::uint64_t Multiply(std::uint64_t a, std::uint64_t b) const {
-    const UInt128 t = UInt128(a) * b;
+  // t R^-1 mod p for t < 2^65 p: then t + m p < 2^128 and the quotient is
+  // below 3p, which two subtractions reduce.
+  constexpr std::uint64_t Redc(UInt128 t) const {
     const std::uint64_t m = static_cast<std::uint64_t>(t) * negInverse;
-    // t + m p < 2^124 + 2^126: no overflow for p < 2^62.
-    const std::uint64_t u = static_cast<std::uint64_t>((t + UInt128(m) * p) >> 64);
-    return u >= p ? u - p : u;
+    auto u = static_cast<std::uint64_t>((t + UInt128(m) * p) >> 64);
+    if (u >= p) u -= p;
+    if (u >= p) u -= p;
+    return u;
+  }
+  constexpr std::uint64_t Multiply(std::uint64_t a, std::uint64_t b) const {
+    return Redc(UInt128(a) * b);
   }
   constexpr std::uint64_t Add(std::uint64_t a, std::uint64_t b) const {
     const std::uint64_t s = a + b;
@@ -79,7 +86,8 @@ constexpr SModulus MakeModulus(std::uint64_t p) {
   for (int i = 0; i < 5; ++i) inverse *= 2 - p * inverse;
   const std::uint64_t r1 = static_cast<std::uint64_t>((UInt128(1) << 64) % p);
   const std::uint64_t r2 = static_cast<std::uint64_t>(UInt128(r1) * r1 % p);
-  return {p, ~inverse + 1, r1, r2};
+  const std::uint64_t r3 = static_cast<std::uint64_t>(UInt128(r2) * r1 % p);
+  return {p, ~inverse + 1, r1, r2, r3};
 }
 
 constexpr std::uint64_t InverseModulo(std::uint64_t a, std::uint64_t m) {
@@ -131,9 +139,10 @@ SIntegerEntry Decompose(double value) {
 // Scaled integer matrix: entry (i, j) is +-mantissa * 2^shift with shift >=
 // 0, rows scaled independently.
 struct SIntegerMatrix {
+  explicit SIntegerMatrix(std::pmr::memory_resource* arena) : entries(arena) {}
   unsigned int order = 0;
-  std::vector<SIntegerEntry> entries;  // exponent replaced by the shift
-  std::uint64_t boundBits = 0;         // log2 of twice Hadamard's bound, rounded up
+  std::pmr::vector<SIntegerEntry> entries;  // exponent replaced by the shift
+  std::uint64_t boundBits = 0;              // log2 of twice Hadamard's bound, rounded up
   bool hasZeroRow = false;
 };
 
@@ -141,8 +150,9 @@ unsigned int CeilLog2(unsigned int n) {
   return n <= 1 ? 0 : static_cast<unsigned int>(std::bit_width(n - 1));
 }
 
-SIntegerMatrix ScaleRows(const double* values, unsigned int order) {
-  SIntegerMatrix matrix;
+SIntegerMatrix ScaleRows(const double* values, unsigned int order,
+                         std::pmr::memory_resource* arena) {
+  SIntegerMatrix matrix(arena);
   matrix.order = order;
   matrix.entries.resize(std::size_t(order) * order);
   for (unsigned int i = 0; i < order; ++i) {
@@ -173,52 +183,60 @@ SIntegerMatrix ScaleRows(const double* values, unsigned int order) {
   return matrix;
 }
 
-// The entry modulo p, in Montgomery form.
-std::uint64_t Residue(const SModulus& mod, const SIntegerEntry& entry) {
+// The entry times R^-1 modulo p: one reduction of the (up to 117-bit)
+// integer, the cheapest form to reach; callers fix the power of R later.
+std::uint64_t ScaledResidue(const SModulus& mod, const SIntegerEntry& entry) {
   std::uint64_t residue;
   if (entry.exponent < 64) {
-    const UInt128 value = UInt128(entry.mantissa) << entry.exponent;
-    const auto high = static_cast<std::uint64_t>(value >> 64);
-    // high * 2^64 mod p is high * R mod p, which Multiply(high, r2) gives.
-    residue = mod.Add(mod.Multiply(high, mod.r2), mod.Reduce(static_cast<std::uint64_t>(value)));
-    residue = mod.ToMontgomery(residue);
+    residue = mod.Redc(UInt128(entry.mantissa) << entry.exponent);
   } else {
+    // mantissa * (2^s R) R^-1, reduced once more.
     const std::uint64_t two = mod.Add(mod.r1, mod.r1);
-    residue = mod.Multiply(mod.ToMontgomery(entry.mantissa), mod.Power(two, entry.exponent));
+    residue = mod.Redc(mod.Multiply(entry.mantissa, mod.Power(two, entry.exponent)));
   }
   return entry.negative && residue != 0 ? mod.p - residue : residue;
 }
 
 // Laplace expansion over column subsets, row by row: minor[S] is the
 // determinant of the first |S| rows and the columns in S. n 2^(n-1)
-// multiplications and no inverse, the cheapest for small orders.
-std::uint64_t DeterminantBySubsets(const SModulus& mod, const std::vector<std::uint64_t>& a,
-                                   unsigned int n) {
-  std::array<std::uint64_t, 64> minor{};
+// multiplications and no inverse, the cheapest for small orders. With
+// entries x R^-1 and one reduction per level, a minor of k rows carries
+// R^-(2k-1); the result is multiplied back into a plain residue. The
+// products of one minor are summed unreduced: at most three of each sign,
+// each below p^2 < 2^124, so positive + (3 p^2 - negative) < 2^127 and a
+// single Redc finishes the sum.
+constexpr unsigned int c_uiLargestSubsetOrder = 6;
+
+std::uint64_t DeterminantBySubsets(const SModulus& mod, const std::uint64_t* a, unsigned int n) {
+  const UInt128 threeSquares = UInt128(mod.p) * mod.p * 3;
+  std::array<std::uint64_t, 1u << c_uiLargestSubsetOrder> minor{};
   minor[0] = mod.r1;
+  const unsigned int full = (1u << n) - 1;
   for (unsigned int row = 0; row < n; ++row) {
-    for (unsigned int set = 1; set < (1u << n); ++set) {
-      if (static_cast<unsigned int>(std::popcount(set)) != row + 1) continue;
-      std::uint64_t sum = 0;
-      unsigned int position = 0;  // index of the column within the set
-      for (unsigned int column = 0; column < n; ++column) {
-        if ((set & (1u << column)) == 0) continue;
-        const std::uint64_t term =
-            mod.Multiply(a[std::size_t(row) * n + column], minor[set & ~(1u << column)]);
-        sum = ((row + position) & 1) == 0 ? mod.Add(sum, term) : mod.Subtract(sum, term);
-        ++position;
+    // Gosper's hack: every set of row + 1 columns in increasing order.
+    for (unsigned int set = (2u << row) - 1; set <= full;) {
+      // Terms alternate in sign along the columns of the set, starting with
+      // + on even rows: even positions go to one sum, odd ones to the other.
+      UInt128 sums[2] = {0, 0};
+      for (unsigned int rest = set, position = 0; rest != 0; rest &= rest - 1, ++position) {
+        const unsigned int column = static_cast<unsigned int>(std::countr_zero(rest));
+        sums[position & 1] += UInt128(a[row * n + column]) * minor[set & ~(1u << column)];
       }
-      minor[set] = sum;
+      const UInt128 positive = sums[row & 1], negative = sums[(row & 1) ^ 1];
+      minor[set] = mod.Redc(positive + (threeSquares - negative));
+      const unsigned int lowest = set & (0u - set), ripple = set + lowest;
+      set = (((ripple ^ set) >> 2) / lowest) | ripple;
     }
   }
-  return minor[(1u << n) - 1];
+  std::uint64_t det = mod.Multiply(minor[full], mod.r2);                 // times R
+  for (unsigned int k = 1; k < n; ++k) det = mod.Multiply(det, mod.r3);  // times R^2
+  return det;
 }
 
 // Division-free Gaussian elimination: row_i <- p row_i - q row_k multiplies
 // the determinant by the pivot p, so those factors are collected and
 // divided out once at the end (Fermat's inverse).
-std::uint64_t DeterminantByElimination(const SModulus& mod, std::vector<std::uint64_t> a,
-                                       unsigned int n) {
+std::uint64_t DeterminantByElimination(const SModulus& mod, std::uint64_t* a, unsigned int n) {
   auto at = [&](unsigned int i, unsigned int j) -> std::uint64_t& {
     return a[std::size_t(i) * n + j];
   };
@@ -246,44 +264,41 @@ std::uint64_t DeterminantByElimination(const SModulus& mod, std::vector<std::uin
   return mod.Multiply(product, mod.Power(scale, mod.p - 2));
 }
 
-constexpr unsigned int c_uiLargestSubsetOrder = 6;
-
-std::uint64_t DeterminantModulo(const SModulus& mod, const SIntegerMatrix& matrix) {
-  std::vector<std::uint64_t> residues(matrix.entries.size());
-  for (std::size_t e = 0; e < residues.size(); ++e) residues[e] = Residue(mod, matrix.entries[e]);
-  const std::uint64_t det = matrix.order <= c_uiLargestSubsetOrder
-                                ? DeterminantBySubsets(mod, residues, matrix.order)
-                                : DeterminantByElimination(mod, std::move(residues), matrix.order);
-  return mod.FromMontgomery(det);
+// The determinant modulo p as a plain residue (order >= 1).
+std::uint64_t DeterminantModulo(const SModulus& mod, const SIntegerMatrix& matrix,
+                                std::pmr::vector<std::uint64_t>& residues) {
+  for (std::size_t e = 0; e < residues.size(); ++e) {
+    residues[e] = ScaledResidue(mod, matrix.entries[e]);
+  }
+  if (matrix.order <= c_uiLargestSubsetOrder) {
+    return DeterminantBySubsets(mod, residues.data(), matrix.order);
+  }
+  for (std::uint64_t& residue : residues) residue = mod.Multiply(residue, mod.r3);  // x R
+  return mod.FromMontgomery(DeterminantByElimination(mod, residues.data(), matrix.order));
 }
 
-// Garner's mixed-radix digits v_i of the integer x in [0, M) with the given
-// residues: x = v_0 + v_1 p_0 + v_2 p_0 p_1 + ..., 0 <= v_i < p_i.
-std::vector<std::uint64_t> MixedRadixDigits(const std::vector<std::uint64_t>& residues) {
-  std::vector<std::uint64_t> digits(residues.size());
-  for (std::size_t i = 0; i < residues.size(); ++i) {
+// Garner's algorithm: turns the residues r_i into the mixed-radix digits
+// v_i of the integer x in [0, M), x = v_0 + v_1 p_0 + v_2 p_0 p_1 + ...,
+// 0 <= v_i < p_i, in place.
+void ToMixedRadixDigits(std::span<std::uint64_t> values) {
+  for (std::size_t i = 0; i < values.size(); ++i) {
     const SModulus& mod = c_tables.moduli[i];
-    std::uint64_t x = residues[i];
+    std::uint64_t x = values[i];
     for (std::size_t j = 0; j < i; ++j) {
-      x = mod.Multiply(mod.Subtract(x, mod.Reduce(digits[j])), c_tables.garner[i][j]);
+      x = mod.Multiply(mod.Subtract(x, mod.Reduce(values[j])), c_tables.garner[i][j]);
     }
-    digits[i] = x;
+    values[i] = x;
   }
-  return digits;
 }
 
 // The sign of the symmetric representative of x in (-M/2, M/2): x lies
 // above (M - 1) / 2, whose digits are all (p_i - 1) / 2, exactly when its
 // most significant differing digit is larger.
-std::int32_t SymmetricSign(const std::vector<std::uint64_t>& digits) {
+std::int32_t SymmetricSign(std::span<const std::uint64_t> digits) {
+  if (std::all_of(digits.begin(), digits.end(), [](std::uint64_t d) { return d == 0; })) return 0;
   for (std::size_t i = digits.size(); i-- > 0;) {
     const std::uint64_t half = (c_primes[i] - 1) / 2;
-    if (digits[i] != half) {
-      const bool allZero = digits[i] == 0 && std::all_of(digits.begin(), digits.begin() + i,
-                                                         [](std::uint64_t d) { return d == 0; });
-      if (allZero) return 0;
-      return digits[i] > half ? -1 : 1;
-    }
+    if (digits[i] != half) return digits[i] > half ? -1 : 1;
   }
   return 1;
 }
@@ -294,7 +309,14 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
   for (std::size_t e = 0; e < std::size_t(order) * order; ++e) {
     if (!std::isfinite(values[e])) return false;
   }
-  const SIntegerMatrix matrix = ScaleRows(values, order);
+  if (order == 0) {
+    sign = 1;  // the empty product
+    return true;
+  }
+  // Scratch space on the stack; orders beyond about twelve spill to the heap.
+  std::array<std::byte, 8192> scratch;
+  std::pmr::monotonic_buffer_resource arena(scratch.data(), scratch.size());
+  const SIntegerMatrix matrix = ScaleRows(values, order, &arena);
   if (matrix.hasZeroRow) {
     sign = 0;
     return true;
@@ -303,10 +325,12 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
   // 2^(62 K - 1).
   const std::uint64_t primeCount = (matrix.boundBits + 1 + 61) / 62;
   if (primeCount > c_uiPrimeCount) return false;
-  std::vector<std::uint64_t> residues(primeCount);
+  std::pmr::vector<std::uint64_t> residues(matrix.entries.size(), &arena);
+  std::pmr::vector<std::uint64_t> determinants(primeCount, &arena);
   for (std::size_t i = 0; i < primeCount; ++i) {
-    residues[i] = DeterminantModulo(c_tables.moduli[i], matrix);
+    determinants[i] = DeterminantModulo(c_tables.moduli[i], matrix, residues);
   }
-  sign = SymmetricSign(MixedRadixDigits(residues));
+  ToMixedRadixDigits(determinants);
+  sign = SymmetricSign(determinants);
   return true;
 }
