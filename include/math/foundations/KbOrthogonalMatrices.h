@@ -75,9 +75,10 @@ KOMATH_API KbMatrix4Rf MakeXYZRotation(const KbVector3f& angles);
 
 // The angles (x, y, z) with MakeXYZRotation(angles) == m, for a rotation m:
 // y in [-pi/2, pi/2], x and z in [-pi, pi]. Near y = +-pi/2 (cos y < ~0.1)
-// only x - z (y > 0) or x + z (y < 0) is determined; there the angle of larger
-// magnitude is kept and the other is re-derived from rows 1 and 2, which are
-// better conditioned than row 0.
+// only x - z (y > 0) or x + z (y < 0) is determined, and it is read from
+// rows 1 and 2, which are better conditioned there than row 0: the angle of
+// smaller magnitude is kept and the larger one is re-derived from it (an
+// angle that is zero stays zero), then wrapped once into [-pi, pi].
 KOMATH_API KbVector3f GetAnglesXYZ(const KbMatrix4Rf& m);
 
 }  // namespace KbOrthogonalMatrices

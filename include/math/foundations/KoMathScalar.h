@@ -14,7 +14,9 @@ namespace KoMath {
 
 // n over k in 32-bit unsigned arithmetic; 0 when k > n. Each step multiplies
 // before it divides, so the result is exact as long as no product exceeds
-// 2^32 - 1 (true for every n <= 30); beyond that it wraps silently.
+// 2^32 - 1 (true for every n <= 30); beyond that it wraps silently. The
+// loop runs over the smaller of k and n - k, chosen by 2k > n in 32 bits,
+// so for k >= 2^31 (where 2k wraps) it runs k times.
 KOMATH_API unsigned int BinomialCoefficient(unsigned int n, unsigned int k);
 
 // 1 * 2 * ... * n in 32-bit unsigned arithmetic (wrapping above 12!),

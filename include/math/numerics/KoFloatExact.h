@@ -21,8 +21,12 @@
 //   - a subnormal double is read as if its hidden bit were set, i.e. as
 //     (1.fraction) * 2^-1022; subnormal inputs are therefore NOT exact;
 //   - an infinity or NaN becomes a component (d, 0) and propagates through
-//     the arithmetic without any check; its approximation is a signed
-//     infinity (also for a NaN).
+//     the arithmetic without any check. Its mantissa is never rescaled, but
+//     each arithmetic step adds its units to the exponent like for any other
+//     component, and the approximation follows the component rule below:
+//     (+-inf or NaN, e >= 0) approximates to a signed infinity, while a
+//     negative e (an infinity times 0.25, say) yields a finite number or a
+//     signed zero.
 //
 // Storage: up to two components live inside the object (no heap allocation,
 // which covers every number made from one double and most two-term sums);

@@ -94,7 +94,8 @@ class KOMATH_API KoMpMatrixToDeterminantExactSign : public KoMpAlgorithm {
   // Gaussian elimination in doubles (midpoint and rigorous radius per
   // entry) proves every pivot non-zero; false, leaving `sign` untouched,
   // when it cannot (singular or nearly singular matrices, non-finite
-  // entries, overflow, the empty matrix).
+  // entries, overflow). The empty matrix gets +1. Subnormal entries are
+  // taken at their true value here, unlike in KoFloatExact.
   static bool TrySignInDoubles(const double* values, unsigned int order, std::int32_t& sign);
 
  protected:
@@ -116,10 +117,10 @@ class KOMATH_API KoMpMatrixToDeterminantExactSign : public KoMpAlgorithm {
   void serializeUnitTestOutput(KbStreamWriteBinary& stream) const override;
   void serializeUnitTestOutput(KbStreamReadBinary& stream) override;
   // False when no output record was read. A stored "not calculated" matches
-  // a computation that failed as well; otherwise the mode's results must
-  // be equal: the double bit for bit (a NaN never matches), the factor
-  // arrays number by number (representation equality) with the sign, or
-  // the sign alone.
+  // a computation that failed as well (there are no results to compare);
+  // otherwise the mode's results must be equal: the double by == (so 0.0
+  // matches -0.0 and a NaN never matches), the factor arrays number by
+  // number (representation equality) with the sign, or the sign alone.
   bool compareUnitTestResult() const override;
 
  private:

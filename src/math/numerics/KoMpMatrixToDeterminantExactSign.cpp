@@ -198,11 +198,19 @@ double PivotProduct(CElimination& elimination) {
   return product.Value();
 }
 
+// True when every pivot's largest component is an ordinary double. A finite
+// mantissa whose approximation is 0 or infinity lies beyond the double
+// range; an infinite or NaN mantissa (from non-finite entries) does not
+// count as such and stays with the plain product.
 bool ApproximationsInRange(const CElimination& elimination) {
   for (unsigned int k = 0; k < elimination.Order(); ++k) {
     const KoFloatExact& pivot = elimination.Diagonal(k);
+    if (IsUnit(pivot)) continue;
+    const double mantissa = pivot.GetMantissa(pivot.GetComponentCount() - 1);
     const double approximation = pivot.GetApproximation();
-    if (!IsUnit(pivot) && (approximation == 0.0 || !std::isfinite(approximation))) return false;
+    if (std::isfinite(mantissa) && (approximation == 0.0 || std::isinf(approximation))) {
+      return false;
+    }
   }
   return true;
 }

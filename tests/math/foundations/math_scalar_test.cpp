@@ -20,8 +20,10 @@ constexpr double kFloatTolerance = 8 * std::numeric_limits<float>::epsilon();
 
 TEST(CombinatoricsTests, BinomialAgainstPascalTriangleFactorialWrapAndBinomialRows) {
   EXPECT_EQ(BinomialCoefficient(3, 4), 0u);
-  EXPECT_EQ(BinomialCoefficient(UINT_MAX, UINT_MAX - 1), UINT_MAX);  // short side, no 2k wrap
-  std::vector<std::uint64_t> row{1};                                 // row n, in 64 bits
+  // Products are 32-bit: 99999 * 100000 wraps before the division by 2.
+  EXPECT_EQ(BinomialCoefficient(100000, 99998), 704982704u);
+  EXPECT_EQ(BinomialCoefficient(34, 17), 11908473u);  // true value 2333606220
+  std::vector<std::uint64_t> row{1};                  // row n, in 64 bits
   for (unsigned int n = 0; n <= 30; ++n) {
     for (unsigned int k = 0; k <= n; ++k) EXPECT_EQ(BinomialCoefficient(n, k), row[k]) << n;
     std::vector<std::uint64_t> next(n + 2, 1);

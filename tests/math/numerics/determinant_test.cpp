@@ -146,6 +146,12 @@ TEST(KoMpMatrixToDeterminantExactSign, ModularSignSpreadExponentsSubnormalsOrder
     ASSERT_TRUE(Determinant::Compute(MakeMatrix(subnormal), numerator, denominator, factorSign));
     EXPECT_EQ(signOnly, factorSign) << "subnormal order " << n;
   }
+  // The true determinant 2^-1074 - 2^-1048 is negative, but the exact numbers
+  // read 2^-1074 as (1 + 2^-52) 2^-1023, and the fast paths must agree.
+  const double quirk[] = {0x1p-1074, 0x1p-524, 0x1p-524, 1.0};
+  std::int32_t sign = 7;
+  ASSERT_TRUE(Determinant::Compute(quirk, 2, sign));
+  EXPECT_EQ(sign, 1);
 }
 
 // Golden files of every mode, orders 0 to 10, singular and row-swap cases,

@@ -77,6 +77,16 @@ TEST(KoFloatExact, FloatApproximationSubnormalInfinityNaNQuirksAndAssignment) {
   EXPECT_EQ(ComponentsOf(KoFloatExact(-inf)), (Components{{-inf, 0}}));
   EXPECT_EQ(KoFloatExact(-inf).GetApproximation(), -inf);
   EXPECT_EQ(nan.GetApproximation(), inf);
+  // An infinity takes the units of each step as its exponent (here those of
+  // 4 = (0.5, 3); the error term inf - inf is a NaN), records keep them, and
+  // below exponent 0 the approximation leaves infinity: inf * 0.25 gives
+  // the exponent field 2046, i.e. 2^1023.
+  const KoFloatExact infSum = KoFloatExact(inf) + KoFloatExact(4.0);
+  ASSERT_EQ(infSum.GetComponentCount(), 2u);
+  EXPECT_TRUE(std::isnan(infSum.GetMantissa(0)) && infSum.GetMantissa(1) == inf);
+  EXPECT_TRUE(infSum.GetExponent(0) == 3 && infSum.GetExponent(1) == 3);
+  EXPECT_EQ(RecordOf(ReadNumber(RecordOf(infSum))), RecordOf(infSum));
+  EXPECT_EQ((KoFloatExact(inf) * KoFloatExact(0.25)).GetApproximation(), 0x1p1023);
   EXPECT_TRUE(nan.IsPositive() && !nan.IsNegative());
   EXPECT_NE(nan, nan);
   EXPECT_FALSE(KoFloatExact().IsPositive() || KoFloatExact().IsNegative());
@@ -108,6 +118,17 @@ TEST(KoFloatExact, RecordBytesRoundTripAndBadRecords) {
   KbStreamReadBinaryMemory noComponents(std::vector<std::uint8_t>(8, 0));
   EXPECT_THROW(target.Serialize(noComponents), KbException);
   EXPECT_EQ(ComponentsOf(target), (Components{{0.875, 3}}));
+
+  // Hand-made pairs are renormalised: the stored exponent is added to the
+  // mantissa's own (in 32-bit wrap-around), a zero mantissa drops its exponent.
+  KbStreamWriteBinaryMemory raw;
+  raw.WriteUInt64(std::uint64_t{2} << 32);
+  raw.WriteDouble(0.0);
+  raw.WriteInt32(9);
+  raw.WriteDouble(-6.0);
+  raw.WriteInt32(INT32_MAX);
+  EXPECT_EQ(ComponentsOf(ReadNumber(raw.GetBuffer())),
+            (Components{{0.0, 0}, {-0.75, INT32_MIN + 2}}));
 }
 
 TEST(KoFloatExact, ArrayRecordMarkerLayoutAndCorruptCounts) {
