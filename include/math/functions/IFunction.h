@@ -29,7 +29,6 @@ class KOMATH_API IFunction {
   // Pure: the value at x. Const, free of side effects and never throws.
   virtual Out operator()(In x) const = 0;
 
- protected:
   IFunction() = default;
   // Copy and move give the new object its own zero counter.
   IFunction(const IFunction&) noexcept {}

@@ -17,7 +17,6 @@ class KOMATH_API KoFunctionDifferentiable : public IFunction<In, S> {
 
   virtual G GetDerivative(In x) const = 0;
 
- protected:
   KoFunctionDifferentiable() = default;
   KoFunctionDifferentiable(const KoFunctionDifferentiable&) = default;
   KoFunctionDifferentiable& operator=(const KoFunctionDifferentiable&) = default;

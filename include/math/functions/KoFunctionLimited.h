@@ -45,14 +45,16 @@ class KOMATH_API KoFunctionLimited : public IFunction<In, Out> {
   Out GetInvalidY() const { return m_invalidY; }
   void SetInvalidY(Out invalidY) { m_invalidY = invalidY; }
 
- protected:
+  // No default constructor: a limited function always states its domain.
   KoFunctionLimited(In minX, In maxX, Out invalidY);
-  // Copy and move take the three members; the counter starts fresh.
+  // Copy and move take the three members; the counter starts fresh. The
+  // assignments copy the three members only, whatever the derived class.
   KoFunctionLimited(const KoFunctionLimited& other);
   KoFunctionLimited(KoFunctionLimited&& other) noexcept;
   KoFunctionLimited& operator=(const KoFunctionLimited& other);
   KoFunctionLimited& operator=(KoFunctionLimited&& other) noexcept;
 
+ protected:
   // The shared domain test: true when x lies outside [min x, max x].
   bool IsOutside(In x) const { return m_minX > x || x > m_maxX; }
 

@@ -22,7 +22,7 @@ class KOMATH_API KoFunctionLinear : public IFunction<T, T>, public ISerializable
   KoFunctionLinear& operator=(const KoFunctionLinear&) = default;
   ~KoFunctionLinear() override;
 
-  // One multiplication, then one addition, both in T.
+  // One multiplication, then one addition, both in T (never fused).
   T operator()(T x) const override;
 
   T GetGradient() const { return m_gradient; }

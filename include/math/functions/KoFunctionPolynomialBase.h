@@ -46,7 +46,7 @@ class KOMATH_API KoFunctionPolynomialBase
     explicit MonomIterator(unsigned int maxDegree) : m_maxDegree(maxDegree) {}
 
     // True while the current monomial's total degree is within the maximum.
-    explicit operator bool() const { return m_degree <= m_maxDegree; }
+    operator bool() const { return m_degree <= m_maxDegree; }
     const Exponents& operator*() const { return m_exponents; }
     MonomIterator& operator++();
 
@@ -79,10 +79,15 @@ class KOMATH_API KoFunctionPolynomialBase
  protected:
   // Degree 0 with one coefficient 0.
   KoFunctionPolynomialBase();
+  // The moves copy too: a moved-from polynomial keeps its degree and the
+  // coefficients that go with it, never a degree without coefficients.
   KoFunctionPolynomialBase(const KoFunctionPolynomialBase&) = default;
-  KoFunctionPolynomialBase(KoFunctionPolynomialBase&&) = default;
+  KoFunctionPolynomialBase(KoFunctionPolynomialBase&& other)
+      : KoFunctionPolynomialBase(static_cast<const KoFunctionPolynomialBase&>(other)) {}
   KoFunctionPolynomialBase& operator=(const KoFunctionPolynomialBase&) = default;
-  KoFunctionPolynomialBase& operator=(KoFunctionPolynomialBase&&) = default;
+  KoFunctionPolynomialBase& operator=(KoFunctionPolynomialBase&& other) {
+    return *this = static_cast<const KoFunctionPolynomialBase&>(other);
+  }
 
  private:
   KbArray<S> m_coefficients;

@@ -10,8 +10,15 @@
 // with m the smaller of length and |high − low|: 0 gives a sharp corner, a
 // negative or non-finite roundness counts as 1 (the default), and when
 // r1 + r2 would exceed 0.9·m both are scaled down by one factor to fill
-// exactly 0.9·m. The curve is continuous to rounding and monotone between
-// the two levels.
+// exactly 0.9·m. A radius whose square would overflow T is capped at
+// √(largest T)/2, and one whose square would not be a normal number gives a
+// sharp corner. The curve is continuous to rounding and monotone between the
+// two levels.
+//
+// The straight piece is a line x·gradient + intercept evaluated at x itself,
+// so its rounding grows with |x|·|gradient|: with start far larger than
+// length, or a gradient below the normal range, the values near the line
+// are only as good as that product.
 //
 // The curve is a KoFunctionLimitedPiecewise on [0, start + length]; its
 // domain begins at 0, not at start, so with a negative start the arguments

@@ -23,9 +23,10 @@ class KOMATH_API KoFunctionSplineBase : public KoFunctionLimited<T, T> {
   void SetIndex(std::uint32_t index) { m_index = index; }
 
   void Serialize(KbStreamWriteBinary& stream) const override;
+  // A wrong outer version throws before anything changes; a wrong embedded
+  // version throws before the domain, degree and index change.
   void Serialize(KbStreamReadBinary& stream) override;
 
- protected:
   // Domain [0, 1], invalid y 0, degree 0, index 0.
   KoFunctionSplineBase();
   KoFunctionSplineBase(const KoFunctionSplineBase&) = default;

@@ -48,6 +48,19 @@ T SanitizedRoundness(T roundness) {
   return (roundness >= 0 && std::isfinite(roundness)) ? roundness : T(1);
 }
 
+// A hemisphere evaluates r² − (x − cx)² in T. A radius whose square
+// overflows would make the arc infinite; one whose square is subnormal or
+// zero loses the arc's shape (at worst a flat arc that starts with a jump of
+// r). The first is capped where its square is safely finite, the second
+// becomes a sharp corner: the curve stays continuous and monotone.
+template <class T>
+T UsableRadius(T r) {
+  static const T largest = std::sqrt(std::numeric_limits<T>::max()) / 2;
+  static const T smallest = std::sqrt(std::numeric_limits<T>::min());
+  if (r > largest) return largest;
+  return r < smallest ? T(0) : r;
+}
+
 // r1 = w1·m/4 and r2 = w2·m/4, scaled down together to r1 + r2 = 0.9·m when
 // they would exceed it. The scaling works on the roundness ratio, never on
 // w·m itself, so huge roundness values cannot overflow into inf·0 = NaN.
@@ -67,7 +80,7 @@ std::pair<T, T> CornerRadii(T w1, T w2, T m) {
     r1 = limit * (u1 / total);
     r2 = limit * (u2 / total);
   }
-  return {r1, r2};
+  return {UsableRadius(r1), UsableRadius(r2)};
 }
 
 // The rise from (x0, y0) to (x1, y1), y0 ≠ y1 and x0 < x1, as up to three

@@ -28,7 +28,9 @@ KoFunctionRampLinear<T>::~KoFunctionRampLinear() = default;
 
 template <class T>
 T KoFunctionRampLinear<T>::operator()(T x) const {
-  const T y = m_line(x);
+  // The line's own formula, spelled out so that it is not a second call
+  // across the library's exported symbols.
+  const T y = x * m_line.GetGradient() + m_line.GetYIntercept();
   if (y > this->GetMax()) return this->GetMax();
   if (this->GetMin() > y) return this->GetMin();
   return y;

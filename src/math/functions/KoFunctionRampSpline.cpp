@@ -36,7 +36,9 @@ T KoFunctionRampSpline<T>::operator()(T x) const {
   if (x > length + start) return this->GetMax();
   if (start > x) return this->GetMin();
   const T t = (x - start) / length;
-  const T h = (*m_polynom)(t);
+  // The ramp made the polynomial itself, so its type is known: a qualified
+  // call skips the virtual dispatch.
+  const T h = m_polynom->KoInterpolationPolynomHermite<T>::operator()(t);
   return (this->GetMax() - this->GetMin()) * h - this->GetMin();
 }
 

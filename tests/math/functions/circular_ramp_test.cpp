@@ -75,7 +75,7 @@ void CheckRamp(const RampCase<T>& c) {
 TYPED_TEST(CircularRampTest, ContinuousMonotoneAndBoundedOverManyMagnitudes) {
   using T = TypeParam;
   std::mt19937 rng(2024);
-  std::uniform_real_distribution<T> exponent(-6, 6), unit(0, 1);
+  std::uniform_real_distribution<T> exponent(-15, 15), unit(0, 1);
   const T inf = std::numeric_limits<T>::infinity();
   const T roundness[] = {0, T(0.25), 1, 1, 2, 7, -3, inf - inf, inf, T(1e30)};
   for (int i = 0; i < 3000; ++i) {
@@ -91,7 +91,7 @@ TYPED_TEST(CircularRampTest, ContinuousMonotoneAndBoundedOverManyMagnitudes) {
   }
 }
 
-TYPED_TEST(CircularRampTest, CornersAreTangentAndSymmetric) {
+TYPED_TEST(CircularRampTest, CornerGeometryDegenerateRampsAndTheDomainFromZero) {
   using T = TypeParam;
   const KoFunctionRampCircular<T> ramp;
   EXPECT_EQ(ramp(-1), T(0));
@@ -111,10 +111,8 @@ TYPED_TEST(CircularRampTest, CornersAreTangentAndSymmetric) {
   EXPECT_EQ(sharp.GetCurve().GetPieces().GetSize(), 2u);
   EXPECT_NEAR(sharp(2), 0, 16 * c_eps<T>);
   EXPECT_NEAR(sharp(4), -4, 16 * c_eps<T>);
-}
 
-TYPED_TEST(CircularRampTest, LevelRampsEmptyRisesAndTheDomainFromZero) {
-  using T = TypeParam;
+  // Degenerate ramps: no rise, no length, a negative length.
   const KoFunctionRampCircular<T> level(3, 3, 2, 1, 1, 1);
   for (T x : {T(0), T(1), T(1.5), std::nextafter(T(3), T(0)), T(3), T(4)}) EXPECT_EQ(level(x), 3);
   const KoFunctionRampCircular<T> step(0, 1, 0, 2, 1, 1);
@@ -131,6 +129,14 @@ TYPED_TEST(CircularRampTest, LevelRampsEmptyRisesAndTheDomainFromZero) {
   EXPECT_FALSE(std::isnan(KoFunctionRampCircular<T>(0, big, tiny, 0, big, big)(tiny / 2)));
   EXPECT_FALSE(std::isnan(KoFunctionRampCircular<T>(-big, big, big, 0, 1, 1)(big / 2)));
   EXPECT_FALSE(std::isnan(KoFunctionRampCircular<T>(0, tiny, big, big, 1, tiny)(big * 1.5f)));
+  // Corners whose squared radius would overflow or underflow T: capped, or
+  // sharp, but never infinite arcs or a flat arc that jumps at the start.
+  const int decades = std::numeric_limits<T>::max_exponent10;
+  for (int e : {-decades + 8, -decades / 2 - 2, decades / 2 + 2, decades - 8}) {
+    const T scale = std::pow(T(10), T(e));
+    CheckRamp<T>({0, scale, scale, scale / 2, 1, 1});
+    CheckRamp<T>({scale, -scale, 2 * scale, 0, 2, T(0.5)});
+  }
 }
 
 TYPED_TEST(CircularRampTest, CopiesOwnTheirPieces) {
@@ -138,10 +144,9 @@ TYPED_TEST(CircularRampTest, CopiesOwnTheirPieces) {
   auto original = std::make_unique<KoFunctionRampCircular<T>>(1, 4, 3, 2, T(0.5), 2);
   KoFunctionRampCircular<T> copy(*original), assigned;
   assigned = *original;
-  EXPECT_NE(copy.GetCurve().GetPieces()[0].function, original->GetCurve().GetPieces()[0].function);
   std::vector<T> expected;
   for (int i = 0; i <= 40; ++i) expected.push_back((*original)(T(1.5) + T(i) / 10));
-  original.reset();
+  original.reset();  // a shared piece would now dangle (and trip the sanitizer)
   for (int i = 0; i <= 40; ++i) {
     EXPECT_EQ(copy(T(1.5) + T(i) / 10), expected[i]);
     EXPECT_EQ(assigned(T(1.5) + T(i) / 10), expected[i]);

@@ -18,6 +18,7 @@
 #include "math/functions/KoFunctionLinear.h"
 #include "math/functions/KoFunctionRampLinear.h"
 #include "math/functions/KoFunctionRampSpline.h"
+#include "math/functions/KoFunctionSplineBase.h"
 
 namespace {
 
@@ -61,15 +62,10 @@ const wchar_t* const c_names[] = {
     L"KoFunctionLimitedHemisphere<double>", L"KoFunctionLimitedPyramid<double>",
     L"KoFunctionRampLinear<double>",        L"KoFunctionRampSpline<double>"};
 
-std::vector<std::unique_ptr<ISerializable>> Examples() {
+TEST(FunctionRecordsTest, EveryFactoryClassRoundTripsAndTruncationsThrow) {
   std::vector<std::unique_ptr<ISerializable>> examples;
   AddExamples<float>(examples);
   AddExamples<double>(examples);
-  return examples;
-}
-
-TEST(FunctionRecordsTest, EveryFactoryClassRoundTripsAndTruncationsThrow) {
-  const auto examples = Examples();
   for (std::size_t i = 0; i < examples.size(); ++i) {
     const std::wstring name = c_names[i];
     SCOPED_TRACE(std::string(name.begin(), name.end()));
@@ -135,7 +131,28 @@ class VectorLimited : public KoFunctionLimited<float, KbVector3f> {
   }
 };
 
-TEST(FunctionRecordsTest, LimitedRecordsOfVectorAndCubicKeepOnlyDomainAndInvalidY) {
+// The smallest concrete spline segment: the identity on the default [0, 1].
+class Segment : public KoFunctionSplineBase<double> {
+ public:
+  double operator()(double x) const override { return x; }
+  std::unique_ptr<KoFunctionLimited> Clone() const override {
+    return std::make_unique<Segment>(*this);
+  }
+};
+
+TEST(FunctionRecordsTest, EmbeddedLimitedRecordsOfVectorSplineSegmentAndCubic) {
+  // Outer version, the limited record, then degree and index as u32.
+  Segment segment;
+  EXPECT_EQ(Write(segment), Pack(1u, 2u, 0.0, 1.0, 0.0, 0u, 0u));
+  segment.SetDegree(3);
+  segment.SetIndex(7);
+  const Bytes segmentBytes = Write(segment);
+  EXPECT_EQ(segmentBytes, Pack(1u, 2u, 0.0, 1.0, 0.0, 3u, 7u));
+  Segment restored;
+  KbStreamReadBinaryMemory segmentIn(segmentBytes);
+  restored.Serialize(segmentIn);
+  EXPECT_EQ(Write(restored), segmentBytes);
+
   const Bytes bytes = Pack(2u, -1.f, 2.f, 0.5f, -1.f, 3.f);
   EXPECT_EQ(Write(VectorLimited()), bytes);
   VectorLimited target;
