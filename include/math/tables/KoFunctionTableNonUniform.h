@@ -2,7 +2,8 @@
 // ascending, arbitrary abscissae.
 //
 // Samples are appended in ascending order (AppendSorted) into slots reserved
-// by the constructor; appending beyond the reserved slots grows the table.
+// by the constructor; appending beyond the reserved slots grows the table by
+// one slot per sample instead of writing outside it.
 // Evaluation finds the interval by bisection: i is the last sample with
 // x[i] <= x, clamped to 0 below the first sample and to n − 1 beyond the
 // last (an exact hit returns its index at once). Then, with n samples:
@@ -14,9 +15,9 @@
 //   any other interpolation type: y[i].
 // MinX, MaxX and InvalidY play no part in evaluation; MinX and MaxX only
 // steer the derivative kernels of KoFunctionTable. Degenerate cases never
-// read outside the samples: an empty table, and a single sample in eLinear
-// or eNone mode, yield InvalidY; with two samples or more a NaN argument
-// yields NaN (it would stall the bisection).
+// read outside the samples or loop: an empty table, and a single sample in
+// eLinear or eNone mode, yield InvalidY; with two samples or more a NaN
+// argument yields NaN in every component.
 //
 // Derivatives use the step H when SetH stored a non-zero one, else the
 // smallest spacing met by AppendSorted (getH()). After the size-taking
@@ -28,7 +29,9 @@
 // read): count u32, H, automatic step (both In), then the array record of
 // all reserved slots, used or not (marker 0xFFFFFFFF, version 1, size,
 // element size 8 or 16, raw SCoord2D). The older array layout without
-// marker is read as well.
+// marker is read as well. A record may claim more samples in use than it
+// stores slots; the claim is kept and written back, but only the stored
+// slots take part in evaluation.
 //
 // Instantiated for <float,float>, <double,double> and <float,KbVector3f>;
 // registered as "KoFunctionTableNonUniform<float>",
@@ -88,7 +91,8 @@ class KOMATH_API KoFunctionTableNonUniform : public KoFunctionTable<In, Out> {
   // Every reserved slot, also the unused ones; the first
   // GetSampleCount() hold the samples.
   const KbArray<SCoord2D>& GetTable() const { return m_table; }
-  unsigned int GetSampleCount() const { return m_count; }
+  // The samples in use that exist: the stored count, cut to the slots.
+  unsigned int GetSampleCount() const { return usedCount(); }
 
   // New tables with the derivative at every abscissa, appended into a table
   // built with the size-taking constructor (H is not copied).
@@ -98,9 +102,13 @@ class KOMATH_API KoFunctionTableNonUniform : public KoFunctionTable<In, Out> {
   std::unique_ptr<KoFunctionLimited<In, Out>> Clone() const override;
 
   void Serialize(KbStreamWriteBinary& stream) const override;
-  // Throws KbExceptionWrongFileVersion for a corrupt array (size equal to
-  // the marker, foreign element size, more samples in use than stored) and
-  // KbExceptionEndOfStream for a truncated one; the object is unchanged then.
+  // Reads count, H and automatic step into the object, empties the slots,
+  // then reads the array. Throws KbExceptionWrongFileVersion for an array
+  // size equal to the marker or an element size larger than a slot, and
+  // KbExceptionEndOfStream for a truncated record (checked before the slots
+  // are allocated); the fields read before the failure keep their new
+  // values. The stored element size is otherwise not checked: size × element
+  // size bytes are read into the front of the slots.
   void Serialize(KbStreamReadBinary& stream) override;
 
  protected:
@@ -114,7 +122,9 @@ class KOMATH_API KoFunctionTableNonUniform : public KoFunctionTable<In, Out> {
  private:
   template <class Derivative>
   std::unique_ptr<KoFunctionTableNonUniform> tabulate(Derivative derivative) const;
-  Out evaluateDegenerate(In x) const;
+  Out evaluateDegenerate(In x, unsigned int n) const;
+  // m_count, cut to the slots that exist.
+  unsigned int usedCount() const;
 
   KbArray<SCoord2D> m_table;
   std::uint32_t m_count = 0;

@@ -24,7 +24,11 @@
 //   eNone:   at the nearest sample, when it exists;
 //   eLinear: s[i+1] gets f·v, then s[i] gets (1 − f)·v, only when
 //            i < n − 1: a value at or beyond the last grid point (x = MaxX
-//            included) is silently dropped.
+//            included) is silently dropped;
+//   any other interpolation type: nothing.
+// The step is not tested for 0; an index that has no 64-bit value (NaN,
+// as from a zero step at x = MinX, or beyond ±2^63, as from a zero step
+// elsewhere) stores nothing.
 //
 // Record (version 3): the KoFunctionTable record, the step as T, then the
 // sample array record (marker 0xFFFFFFFF, version 1, count, element size 4
@@ -103,7 +107,8 @@ class KOMATH_API KoFunctionTableUniform : public KoFunctionTable<In, Out> {
   void setTableSize(unsigned int size) { m_samples.Resize(size); }
   void setSampleStep(T step) { m_step = step; }
 
-  // One line per sample: "abscissa, value".
+  // "abscissa, value" per sample, the abscissa advanced by adding the step
+  // (so it accumulates rounding), with nothing between the pairs.
   void dump(KbStreamWriteASCIIT<wchar_t>& stream) const override;
 
  private:

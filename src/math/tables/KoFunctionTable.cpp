@@ -4,10 +4,9 @@ namespace {
 
 // The one place where the scalar and the vector tables differ: scalars are
 // divided by the step, vectors multiplied by its reciprocal, formed once.
-float ScaleByStep(float difference, float step) {
-  return difference / step;
-}
-double ScaleByStep(double difference, double step) {
+// The two round differently, so neither form may be swapped for the other.
+template <class T>
+T ScaleByStep(T difference, T step) {
   return difference / step;
 }
 KbVector3f ScaleByStep(const KbVector3f& difference, float step) {

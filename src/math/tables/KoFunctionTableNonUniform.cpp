@@ -45,10 +45,11 @@ void WriteText(KbStreamWriteASCIIT<wchar_t>& stream, const KbVector3f& value) {
 // mid = n / 2; while mid != lo, x[mid] > x keeps the lower half (hi = mid),
 // x > x[mid] the upper one (lo = mid), mid moving to the middle of what is
 // left, and an exact hit ends the search at once. The state is kept as lo
-// and size = hi − lo (mid = lo + size / 2; mid == lo when size < 2), which
-// gives the same indices. The size shrinks on every step whatever the order
-// of the abscissae; a NaN argument, which compares neither way, stops at the
-// first step instead of never moving the bounds.
+// and size = hi − lo (mid = lo + size / 2 is (lo + hi) / 2, and mid == lo
+// exactly when size < 2), which visits the same indices for any order of
+// the abscissae, sorted or not, and cannot overflow. The size shrinks on
+// every step, so nothing loops forever: a NaN, which compares neither way,
+// stops at the first probe (evaluation filters it out before).
 template <class Sample, class In>
 unsigned int Bisect(const Sample* s, unsigned int n, In x) {
   unsigned int lo = 0;
@@ -101,9 +102,17 @@ void KoFunctionTableNonUniform<In, Out>::AppendSorted(In x, Out y) {
   this->SetMaxX(x);
   // Tested on the reserved size, not on the count: deliberate, see header.
   if (m_table.GetSize() == 0) this->SetMinX(x);
+  // A count beyond the slots (only a corrupt record has one) names samples
+  // that do not exist and that evaluation never saw: they are dropped.
+  if (m_count > m_table.GetSize()) m_count = m_table.GetSize();
   if (m_count > 0 && x == m_table[m_count - 1].x) --m_count;
-  // Growing by doubling keeps a long run of unreserved appends linear.
-  if (m_count >= m_table.GetSize()) m_table.Resize(std::max(m_count + 1, 2 * m_table.GetSize()));
+  if (m_count == m_table.GetSize()) {
+    // Beyond the reserved slots the table grows by exactly one slot, so its
+    // record still holds no unused slot; the capacity doubles so that a
+    // long run of such appends stays linear.
+    if (m_count == m_table.GetCapacity()) m_table.Reserve(std::max(1u, 2 * m_count));
+    m_table.Resize(m_count + 1);
+  }
   m_table[m_count] = SCoord2D{x, y};
   if (m_count > 0) {
     const In spacing = x - m_table[m_count - 1].x;
@@ -113,14 +122,19 @@ void KoFunctionTableNonUniform<In, Out>::AppendSorted(In x, Out y) {
 }
 
 template <class In, class Out>
+unsigned int KoFunctionTableNonUniform<In, Out>::usedCount() const {
+  return std::min(m_count, m_table.GetSize());
+}
+
+template <class In, class Out>
 unsigned int KoFunctionTableNonUniform<In, Out>::findX(In x) const {
-  return Bisect(m_table.GetData(), m_count, x);
+  return Bisect(m_table.GetData(), usedCount(), x);
 }
 
 template <class In, class Out>
 Out KoFunctionTableNonUniform<In, Out>::operator()(In x) const {
-  const unsigned int n = m_count;
-  if (n < 2 || std::isnan(x)) return evaluateDegenerate(x);
+  const unsigned int n = usedCount();
+  if (n < 2 || std::isnan(x)) return evaluateDegenerate(x, n);
   const SCoord2D* s = m_table.GetData();
   const unsigned int i = Bisect(s, n, x);
   switch (this->GetInterpolationType()) {
@@ -139,10 +153,10 @@ Out KoFunctionTableNonUniform<In, Out>::operator()(In x) const {
 // bisection). A single sample is still returned by the modes that only read
 // y[i]; eLinear and eNone would need a second one.
 template <class In, class Out>
-Out KoFunctionTableNonUniform<In, Out>::evaluateDegenerate(In x) const {
+Out KoFunctionTableNonUniform<In, Out>::evaluateDegenerate(In x, unsigned int n) const {
   const auto type = this->GetInterpolationType();
-  if (m_count == 0) return this->GetInvalidY();
-  if (m_count == 1) return type == eLinear || type == eNone ? this->GetInvalidY() : m_table[0].y;
+  if (n == 0) return this->GetInvalidY();
+  if (n == 1) return type == eLinear || type == eNone ? this->GetInvalidY() : m_table[0].y;
   return Broadcast<Out>(x);
 }
 
@@ -160,8 +174,9 @@ template <class In, class Out>
 template <class Derivative>
 std::unique_ptr<KoFunctionTableNonUniform<In, Out>> KoFunctionTableNonUniform<In, Out>::tabulate(
     Derivative derivative) const {
-  auto table = std::make_unique<KoFunctionTableNonUniform>(m_count);
-  for (unsigned int i = 0; i < m_count; ++i) {
+  const unsigned int n = usedCount();
+  auto table = std::make_unique<KoFunctionTableNonUniform>(n);
+  for (unsigned int i = 0; i < n; ++i) {
     table->AppendSorted(m_table[i].x, derivative(m_table[i].x));
   }
   return table;
@@ -192,32 +207,34 @@ void KoFunctionTableNonUniform<In, Out>::Serialize(KbStreamWriteBinary& stream) 
   m_table.Serialize(stream);
 }
 
-// Everything is read into locals and committed at the end, so a corrupt
-// record cannot leave a count that outruns the slots.
+// Fields go straight into the members, so a failure leaves the ones read
+// before it. The stored element size is taken as it comes (a smaller one
+// fills only the front of every slot's bytes) except where it would write
+// past the slots; the stream's length is checked before the slots are
+// allocated, counting at least one byte per slot so that an element size of
+// 0 cannot ask for an allocation the stream does not back.
 template <class In, class Out>
 void KoFunctionTableNonUniform<In, Out>::Serialize(KbStreamReadBinary& stream) {
-  const std::uint32_t count = stream.ReadUInt32();
-  In h = 0;
-  In automaticStep = 0;
-  KoReadValue(stream, h);
-  KoReadValue(stream, automaticStep);
-  KbArray<SCoord2D> table;
-  table.Serialize(stream);
-  if (count > table.GetSize()) {
-    throw KbExceptionWrongFileVersion(table.GetSize(), count,
-                                      "corrupt table record: " + std::to_string(count) +
-                                          " samples in use but " + std::to_string(table.GetSize()) +
-                                          " stored");
+  m_count = stream.ReadUInt32();
+  KoReadValue(stream, m_h);
+  KoReadValue(stream, m_automaticStep);
+  m_table.Resize(0);
+  const KbArrayHeader header = KbReadArrayHeader(stream);
+  const std::uint64_t bytes = std::uint64_t(header.count) * header.elementSize;
+  if (header.elementSize > sizeof(SCoord2D)) {
+    throw KbExceptionWrongFileVersion(sizeof(SCoord2D), header.elementSize,
+                                      "table record of element size " +
+                                          std::to_string(header.elementSize) + ", more than " +
+                                          std::to_string(sizeof(SCoord2D)));
   }
-  m_count = count;
-  m_h = h;
-  m_automaticStep = automaticStep;
-  m_table.Swap(table);
+  stream.EnsureAvailable(header.count, std::max<std::uint32_t>(header.elementSize, 1));
+  m_table.Resize(header.count);
+  if (bytes != 0) stream.ReadBuffer(m_table.GetData(), bytes);
 }
 
 template <class In, class Out>
 void KoFunctionTableNonUniform<In, Out>::dump(KbStreamWriteASCIIT<wchar_t>& stream) const {
-  for (unsigned int i = 0; i < m_count; ++i) {
+  for (unsigned int i = 0; i < usedCount(); ++i) {
     WriteText(stream, m_table[i].x);
     stream << L", ";
     WriteText(stream, m_table[i].y);

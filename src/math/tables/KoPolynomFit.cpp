@@ -68,14 +68,14 @@ void SolveGaussJordan(T* a, T* b, unsigned int m) {
 // terms f·p[k] and f·y. Only the sums with k <= j make the matrix; they are
 // kept at (row j, column k) and mirrored by the caller, which overwrites the
 // other half (computed only so that the loops have no triangular bound).
-template <class T>
+// `powers` fills p as the class's powers() does.
+template <class T, class Powers>
 void AccumulateAnySize(const KbArray<KoPoint<T>>& points, const KbArray<T>& sigmas, unsigned int m,
-                       T* a, T* b) {
-  std::vector<T> p(m);
+                       T* a, T* b, Powers powers) {
+  KbArray<T> p(m);
   for (unsigned int i = 0; i < points.GetSize(); ++i) {
     const KoPoint<T> point = points[i];
-    p[0] = 1;
-    for (unsigned int k = 1; k < m; ++k) p[k] = point.x * p[k - 1];
+    powers(point.x, p);
     const T weight = T(1) / (sigmas[i] * sigmas[i]);
     for (unsigned int j = 0; j < m; ++j) {
       const T f = weight * p[j];
@@ -186,7 +186,7 @@ bool KoPolynomFit<T>::checkPreConditions() const {
 
 template <class T>
 void KoPolynomFit<T>::powers(T x, KbArray<T>& p) {
-  if (p.GetSize() == 0) return;
+  if (p.GetSize() == 0) return;  // no room even for the constant term
   p[0] = 1;
   for (unsigned int k = 1; k < p.GetSize(); ++k) p[k] = x * p[k - 1];
 }
@@ -209,7 +209,7 @@ void KoPolynomFit<T>::accumulateNormalEquations(KbArray<T>& rhs) {
   T* a = m_normalMatrix.GetData();
   WithFixedSize(m, [&]<unsigned int M>() {
     if constexpr (M == 0) {
-      AccumulateAnySize(*m_points, *m_sigmas, m, a, rhs.GetData());
+      AccumulateAnySize(*m_points, *m_sigmas, m, a, rhs.GetData(), &KoPolynomFit::powers);
     } else {
       AccumulateFixedSize<M>(*m_points, *m_sigmas, a, rhs.GetData());
     }

@@ -35,6 +35,7 @@ TYPED_TEST(NonUniformTableTest, LinearExtrapolatesBothWaysNoneNeverReturnsTheLas
   table.AppendSorted(3, 31);  // an equal abscissa replaces the last sample
   table.SetInterpolationType(table.eLinear);
   EXPECT_EQ(table(5), T(52));  // slope (31 − 10) / 2
+  EXPECT_EQ(table.GetTable().GetSize(), 3u);
 }
 
 TYPED_TEST(NonUniformTableTest, StepChoiceAndForwardDerivativeTablesAfterTheSizedConstructor) {
@@ -42,8 +43,7 @@ TYPED_TEST(NonUniformTableTest, StepChoiceAndForwardDerivativeTablesAfterTheSize
   NonUniform<T> square(4);  // x² at 0, 0.5, 1.5, 3: all values below are exact
   for (T x : {T(0), T(0.5), T(1.5), T(3)}) square.AppendSorted(x, x * x);
   square.SetH(1);
-  EXPECT_EQ(square.getH(), 1);
-  square.SetH(0);
+  square.SetH(0);  // back to the automatic step
   EXPECT_EQ(square.getH(), T(0.5));
   // MinX stays huge: always forward, (f(x + 0.5) − f(x)) / 0.5.
   const auto derivative = square.GetDerivativeFunction();
@@ -62,42 +62,69 @@ TYPED_TEST(NonUniformTableTest, DegenerateTablesNaNAndGrowthBeyondTheReservedSlo
   table.SetInterpolationType(static_cast<typename NonUniform<T>::EInterpolationType>(2));
   EXPECT_EQ(table(9), 5);  // this mode only reads y[i]
   for (int i = 3; i < 40; ++i) table.AppendSorted(T(i), T(2 * i));
+  EXPECT_EQ(table.GetTable().GetSize(), 38u);  // grown slot by slot
+  EXPECT_EQ(table.GetMinX(), std::numeric_limits<T>::max());
   EXPECT_EQ(table(T(17.5)), 34);
   table.SetInterpolationType(table.eLinear);
   EXPECT_EQ(table(T(17.5)), 35);
   EXPECT_TRUE(std::isnan(table(std::numeric_limits<T>::quiet_NaN())));
 }
 
-// In a mode that returns y[i] as it stands, i must be the last sample with
-// x[i] <= x, clamped to [0, n − 1]: std::upper_bound minus one.
-TYPED_TEST(NonUniformTableTest, BisectionFindsTheSameSampleAsUpperBoundOnRandomTables) {
+// The search as lo, hi and mid, for tables in any order.
+template <class T>
+unsigned int ReferenceBisection(const std::vector<T>& xs, T x) {
+  unsigned int lo = 0, hi = static_cast<unsigned int>(xs.size()), mid = hi / 2;
+  while (mid != lo && xs[mid] != x) {
+    xs[mid] > x ? hi = mid : lo = mid;
+    mid = (lo + hi) / 2;
+  }
+  return mid;
+}
+
+// With y[i] = i and a mode that returns y[i] as it stands: on ascending
+// tables i is std::upper_bound minus one, clamped to [0, n − 1]; on tables
+// in any order, wherever the three-way search stops.
+TYPED_TEST(NonUniformTableTest, BisectionMatchesUpperBoundAndTheThreeWaySearchOnRandomTables) {
   using T = TypeParam;
   std::mt19937 random(99);
   std::uniform_real_distribution<T> spacing(T(0.001), T(2));
   for (unsigned int n = 2; n < 70; ++n) {
-    NonUniform<T> table(n);
-    table.SetInterpolationType(static_cast<typename NonUniform<T>::EInterpolationType>(7));
-    std::vector<T> xs;
+    NonUniform<T> sorted(n), unsorted(n);
+    sorted.SetInterpolationType(static_cast<typename NonUniform<T>::EInterpolationType>(7));
+    unsorted.SetInterpolationType(sorted.GetInterpolationType());
+    std::vector<T> xs, shuffled;
     for (T x = spacing(random) - 1; xs.size() < n; x += spacing(random)) xs.push_back(x);
-    for (unsigned int i = 0; i < n; ++i) table.AppendSorted(xs[i], T(i));
+    for (unsigned int i = 0; i < n; ++i) {
+      sorted.AppendSorted(xs[i], T(i));
+      shuffled.push_back(T(random() % 8));
+      if (i > 0 && shuffled[i] == shuffled[i - 1]) ++shuffled[i];  // would replace
+      unsorted.AppendSorted(shuffled[i], T(i));
+    }
     std::uniform_real_distribution<T> argument(xs.front() - 1, xs.back() + 1);
     for (int q = 0; q < 200; ++q) {
       const T x = q % 4 == 0 ? xs[random() % n] : argument(random);
       const auto above = std::upper_bound(xs.begin(), xs.end(), x) - xs.begin();
-      EXPECT_EQ(table(x), T(above == 0 ? 0 : above - 1)) << n << " " << x;
+      EXPECT_EQ(sorted(x), T(above == 0 ? 0 : above - 1)) << n << " " << x;
+      const T y = T(random() % 20) / 2 - 1;
+      EXPECT_EQ(unsorted(y), T(ReferenceBisection(shuffled, y))) << n << " " << y;
     }
   }
 }
 
-TEST(NonUniformVectorTableTest, ComponentsFollowTheScalarRulesInBothModes) {
+// The vector table scales its differences by a reciprocal formed once: with
+// these values dividing would differ in the last bit.
+TEST(NonUniformVectorTableTest, ComponentsFollowTheScalarRulesAndScaleByTheReciprocal) {
   KoFunctionTableNonUniform<float, KbVector3f> table(3);
   table.AppendSorted(0, {0, 0, 1});
-  table.AppendSorted(1, {10, -10, 2});
-  table.AppendSorted(3, {30, -30, 4});
-  EXPECT_EQ(table(5), KbVector3f(50, -50, 6));
-  EXPECT_EQ(table(-1), KbVector3f(-10, 10, 0));
+  table.AppendSorted(1, {1, 1, 1});
+  table.AppendSorted(3, {10 / 7.0f, 20 / 7.0f, 30 / 7.0f});
+  EXPECT_EQ(table(-1), KbVector3f(-1, -1, 1));
+  table.SetH(0.3f);  // MinX is huge: the forward difference
+  const KbVector3f difference = table(1 + 0.3f) - table(1);
+  EXPECT_EQ(table.GetDerivative(1), difference * (1 / 0.3f));
+  EXPECT_NE(difference.x * (1 / 0.3f), difference.x / 0.3f);
   table.SetInterpolationType(table.eNone);
-  EXPECT_EQ(table(3), KbVector3f(10, -10, 2));
+  EXPECT_EQ(table(3), KbVector3f(1, 1, 1));
 }
 
 }  // namespace
