@@ -209,7 +209,8 @@ constexpr unsigned int c_uiLargestSubsetOrder = 6;
 
 std::uint64_t DeterminantBySubsets(const SModulus& mod, const std::uint64_t* a, unsigned int n) {
   const UInt128 threeSquares = UInt128(mod.p) * mod.p * 3;
-  std::array<std::uint64_t, 1u << c_uiLargestSubsetOrder> minor{};
+  // Only minors already computed are read: sets are visited by size.
+  std::array<std::uint64_t, 1u << c_uiLargestSubsetOrder> minor;
   minor[0] = mod.r1;
   const unsigned int full = (1u << n) - 1;
   for (unsigned int row = 0; row < n; ++row) {
@@ -217,12 +218,18 @@ std::uint64_t DeterminantBySubsets(const SModulus& mod, const std::uint64_t* a, 
     for (unsigned int set = (2u << row) - 1; set <= full;) {
       // Terms alternate in sign along the columns of the set, starting with
       // + on even rows: even positions go to one sum, odd ones to the other.
-      UInt128 sums[2] = {0, 0};
-      for (unsigned int rest = set, position = 0; rest != 0; rest &= rest - 1, ++position) {
-        const unsigned int column = static_cast<unsigned int>(std::countr_zero(rest));
-        sums[position & 1] += UInt128(a[row * n + column]) * minor[set & ~(1u << column)];
+      const std::uint64_t* entries = a + row * n;
+      UInt128 even = 0, odd = 0;
+      for (unsigned int rest = set;;) {
+        unsigned int column = static_cast<unsigned int>(std::countr_zero(rest));
+        even += UInt128(entries[column]) * minor[set & ~(1u << column)];
+        if ((rest &= rest - 1) == 0) break;
+        column = static_cast<unsigned int>(std::countr_zero(rest));
+        odd += UInt128(entries[column]) * minor[set & ~(1u << column)];
+        if ((rest &= rest - 1) == 0) break;
       }
-      const UInt128 positive = sums[row & 1], negative = sums[(row & 1) ^ 1];
+      const UInt128 positive = (row & 1) == 0 ? even : odd;
+      const UInt128 negative = (row & 1) == 0 ? odd : even;
       minor[set] = mod.Redc(positive + (threeSquares - negative));
       const unsigned int lowest = set & (0u - set), ripple = set + lowest;
       set = (((ripple ^ set) >> 2) / lowest) | ripple;

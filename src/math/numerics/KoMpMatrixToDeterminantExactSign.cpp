@@ -1,7 +1,9 @@
 #include "math/numerics/KoMpMatrixToDeterminantExactSign.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <memory_resource>
 #include <utility>
 #include <vector>
 
@@ -292,10 +294,10 @@ constexpr double c_dUnderflowSlack = 0x1p-1000;
 
 class CSignFilter {
  public:
-  CSignFilter(const double* values, unsigned int order)
+  CSignFilter(const double* values, unsigned int order, std::pmr::memory_resource* arena)
       : m_order(order),
-        m_mid(values, values + std::size_t(order) * order),
-        m_radius(m_mid.size()) {}
+        m_mid(values, values + std::size_t(order) * order, arena),
+        m_radius(m_mid.size(), arena) {}
 
   // False when some pivot interval contains zero (or overflowed).
   bool Decide(std::int32_t& sign) {
@@ -358,8 +360,8 @@ class CSignFilter {
   }
 
   unsigned int m_order;
-  std::vector<double> m_mid;
-  std::vector<double> m_radius;
+  std::pmr::vector<double> m_mid;
+  std::pmr::vector<double> m_radius;
 };
 
 // The filter compares true values, while the exact numbers read a
@@ -514,7 +516,10 @@ bool KoMpMatrixToDeterminantExactSign::Compute(const double* values, unsigned in
 
 bool KoMpMatrixToDeterminantExactSign::TrySignInDoubles(const double* values, unsigned int order,
                                                         std::int32_t& sign) {
-  return CSignFilter(values, order).Decide(sign);
+  // Scratch on the stack up to order 22; larger matrices spill to the heap.
+  std::array<std::byte, 8192> scratch;
+  std::pmr::monotonic_buffer_resource arena(scratch.data(), scratch.size());
+  return CSignFilter(values, order, &arena).Decide(sign);
 }
 
 bool KoMpMatrixToDeterminantExactSign::checkPreConditions() const {
