@@ -209,7 +209,7 @@ void KoFunctionTableNonUniform<In, Out>::Serialize(KbStreamWriteBinary& stream) 
 
 // Fields go straight into the members, so a failure leaves the ones read
 // before it. The stored element size is taken as it comes (a smaller one
-// fills only the front of every slot's bytes) except where it would write
+// fills only the front of the slots' bytes) except where it would write
 // past the slots; the stream's length is checked before the slots are
 // allocated, counting at least one byte per slot so that an element size of
 // 0 cannot ask for an allocation the stream does not back.
