@@ -126,6 +126,10 @@ class KOMATH_API KoMpMatrixToDeterminantExactSign : public KoMpAlgorithm {
  private:
   struct SUnitTestData;
 
+  void setInputs(const KoArray2D<double>* matrix, double* determinant,
+                 KbArray<KoFloatExact>* numerator, KbArray<KoFloatExact>* denominator,
+                 std::int32_t* sign);
+
   const KoArray2D<double>* m_pMatrix = nullptr;
   double* m_pDeterminant = nullptr;
   KbArray<KoFloatExact>* m_pNumerator = nullptr;

@@ -454,33 +454,33 @@ KoMpMatrixToDeterminantExactSign::~KoMpMatrixToDeterminantExactSign() = default;
 
 void KoMpMatrixToDeterminantExactSign::SetInput(const KoArray2D<double>& matrix,
                                                 std::int32_t& sign) {
-  m_pMatrix = &matrix;
-  m_pSign = &sign;
-  m_pDeterminant = nullptr;
-  m_pNumerator = nullptr;
-  m_pDenominator = nullptr;
-  setInputChanged();
+  setInputs(&matrix, nullptr, nullptr, nullptr, &sign);
 }
 
 void KoMpMatrixToDeterminantExactSign::SetInput(const KoArray2D<double>& matrix,
                                                 double& determinant) {
-  m_pMatrix = &matrix;
-  m_pDeterminant = &determinant;
-  m_pSign = nullptr;
-  m_pNumerator = nullptr;
-  m_pDenominator = nullptr;
-  setInputChanged();
+  setInputs(&matrix, &determinant, nullptr, nullptr, nullptr);
 }
 
 void KoMpMatrixToDeterminantExactSign::SetInput(const KoArray2D<double>& matrix,
                                                 KbArray<KoFloatExact>& numerator,
                                                 KbArray<KoFloatExact>& denominator,
                                                 std::int32_t& sign) {
-  m_pMatrix = &matrix;
-  m_pNumerator = &numerator;
-  m_pDenominator = &denominator;
-  m_pSign = &sign;
-  m_pDeterminant = nullptr;
+  setInputs(&matrix, nullptr, &numerator, &denominator, &sign);
+}
+
+// Every overload sets all five pointers, clearing those of the outputs it
+// does not take.
+void KoMpMatrixToDeterminantExactSign::setInputs(const KoArray2D<double>* matrix,
+                                                 double* determinant,
+                                                 KbArray<KoFloatExact>* numerator,
+                                                 KbArray<KoFloatExact>* denominator,
+                                                 std::int32_t* sign) {
+  m_pMatrix = matrix;
+  m_pDeterminant = determinant;
+  m_pNumerator = numerator;
+  m_pDenominator = denominator;
+  m_pSign = sign;
   setInputChanged();
 }
 
@@ -553,13 +553,8 @@ void KoMpMatrixToDeterminantExactSign::serializeUnitTestInput(KbStreamReadBinary
   if (!m_pUnitTest) m_pUnitTest = std::make_unique<SUnitTestData>();
   SUnitTestData& data = *m_pUnitTest;
   data.outputRead = false;
-  if (!stream.ReadBool()) {
-    m_pMatrix = nullptr;
-    m_pDeterminant = nullptr;
-    m_pNumerator = nullptr;
-    m_pDenominator = nullptr;
-    m_pSign = nullptr;
-    setInputChanged();
+  if (!stream.ReadBool()) {  // the recorded inputs failed the pre-conditions
+    setInputs(nullptr, nullptr, nullptr, nullptr, nullptr);
     return;
   }
   data.matrix = ReadMatrix(stream);
