@@ -1,0 +1,118 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "math/rotations/KoQuaternion.h"
+
+namespace {
+
+using Q = KoQuaternion;
+constexpr float c_eps = std::numeric_limits<float>::epsilon();
+
+// Unit quaternions; `dominant` < 3 makes x, y or z the largest component and
+// keeps |w| < 0.2, so trace + 1 = 4w^2 selects that diagonal branch.
+Q RandomUnit(std::mt19937& rng, int dominant = 3) {
+  std::uniform_real_distribution<float> u(-1, 1);
+  float c[4] = {u(rng), u(rng), u(rng), u(rng)};
+  if (dominant < 3) c[3] *= 0.15f;
+  c[dominant] = std::copysign(1.5f, c[dominant]);
+  return Q(c[0], c[1], c[2], c[3]).Unit();
+}
+
+void ExpectNear(const Q& a, const Q& b, double tolerance) {
+  EXPECT_NEAR(a.x, b.x, tolerance);
+  EXPECT_NEAR(a.y, b.y, tolerance);
+  EXPECT_NEAR(a.z, b.z, tolerance);
+  EXPECT_NEAR(a.w, b.w, tolerance);
+}
+
+TEST(QuaternionTest, HandCheckedValues) {
+  EXPECT_EQ(Q(), Q::ZERO);
+  EXPECT_EQ(Q().GetRotationMatrix(), KbMatrix4Rf());
+  EXPECT_EQ(Q().GetRotationAngle(), 0.0f);
+  EXPECT_EQ(KbVector4f(Q(1, 2, 3, 4)), KbVector4f(1, 2, 3, 4));
+  const Q quarter(KbVector3f(0, 0, 1), 1.5707964f);
+  ExpectNear(quarter, Q(0, 0, 0.70710677f, 0.70710677f), c_eps);
+  EXPECT_NEAR(quarter.GetRotationMatrix()(0, 1), -1.0f, 2 * c_eps);
+  EXPECT_NEAR(quarter.GetRotationMatrix()(1, 0), 1.0f, 2 * c_eps);
+  const KbVector3f turned = quarter.Transform(KbVector3f(1, 0, 0));
+  EXPECT_NEAR(turned.x, 0, 2 * c_eps);
+  EXPECT_NEAR(turned.y, -1, 2 * c_eps);
+  EXPECT_EQ(Q(KbMatrix4Rf(1, 0, 0, 0, 0, -1, 0, 0, 0, 0, -1, 0, 0, 0, 0, 1)), Q(1, 0, 0, 0));
+  EXPECT_TRUE(Q(0, 0, 0, 1 + 0x1p-23f).IsNormalized());
+  EXPECT_FALSE(Q(0, 0, 0, 1 + 3 * 0x1p-23f).IsNormalized());
+  EXPECT_EQ(Q(0.5f, 0, 0, 5).Exp(), Q(0.5f, 0, 0, 0).Exp());
+  EXPECT_EQ(Q(1e-20f, 0, 0, 1).GetRotationAxis(), KbVector3f(0, 0, 0));  // squares underflow
+}
+
+// Round trips in every branch, and Transform(v) = v * matrix (row vector).
+TEST(QuaternionTest, MatrixRoundTripsAndTransformAgreesWithTheMatrix) {
+  std::mt19937 rng(2);
+  std::uniform_real_distribution<float> u(-10, 10);
+  for (int i = 0; i < 8000; ++i) {
+    const Q q = RandomUnit(rng, i % 4);
+    const KbMatrix4Rf m = q.GetRotationMatrix();
+    const Q back(m);
+    EXPECT_NEAR(std::fabs(double(back.Dot(q))), 1.0, 16 * c_eps) << i;
+    const KbVector3f v(u(rng), u(rng), u(rng));
+    const KbVector3f r = q.Transform(v);
+    for (unsigned int k = 0; k < 3; ++k) {
+      EXPECT_NEAR(r[k], v.x * m(0, k) + v.y * m(1, k) + v.z * m(2, k), 16 * c_eps * v.Length());
+    }
+  }
+}
+
+TEST(QuaternionTest, SlerpFollowsTheShorterGreatArcInDouble) {
+  std::mt19937 rng(4);
+  std::uniform_real_distribution<float> ut(0, 1);
+  for (int i = 0; i < 5000; ++i) {
+    const Q a = RandomUnit(rng);
+    Q b = RandomUnit(rng);
+    const float t = ut(rng);
+    const Q r = Q::Slerp(a, b, t);
+    double d = double(a.x) * b.x + double(a.y) * b.y + double(a.z) * b.z + double(a.w) * b.w;
+    if (d < 0) b = -b, d = -d;
+    const double theta = std::acos(d);
+    const double s0 = std::sin((1 - t) * theta) / std::sin(theta);
+    const double s1 = std::sin(t * theta) / std::sin(theta);
+    // Above 0.95 the normalised lerp strays from the arc by up to ~5e-4.
+    const double tolerance = d < 0.94 ? 64 * c_eps : 1e-3;
+    EXPECT_NEAR(r.x, a.x * s0 + b.x * s1, tolerance);
+    EXPECT_NEAR(r.y, a.y * s0 + b.y * s1, tolerance);
+    EXPECT_NEAR(r.z, a.z * s0 + b.z * s1, tolerance);
+    EXPECT_NEAR(r.w, a.w * s0 + b.w * s1, tolerance);
+  }
+}
+
+TEST(QuaternionTest, InterpolationEdgeCases) {
+  const Q a = Q(0.1f, 0.2f, 0.3f, 0.9f).Unit();
+  for (float t : {0.0f, 0.3f, 1.0f}) EXPECT_EQ(Q::Slerp(a, -a, t), a.Unit());
+  EXPECT_TRUE(std::isnan(Q::SlerpNoInvert(a, -a, 0.5f).w));
+  const Q p(0, 0, 0, 1), q(0.28f, 0, 0, 0.96f);  // dot 0.96: lerp
+  EXPECT_EQ(Q::Slerp(p, q, 0.3f), Q::Lerp(p, q, 0.3f));
+  EXPECT_EQ(Q::SlerpNoInvert(p, q, 0.3f), Q::Lerp(p, q, 0.3f));
+  const Q far(0, 0, 0.6f, -0.8f);  // the longer arc, then the shorter
+  EXPECT_NEAR(Q::SlerpNoInvert(p, far, 0.5f).w, std::sqrt(0.1f), 16 * c_eps);
+  EXPECT_NEAR(Q::Slerp(p, far, 0.5f).w, std::sqrt(0.9f), 16 * c_eps);
+  // Control points of equally spaced points on one arc lie on the arc.
+  const KbVector3f axis(0.6f, 0, 0.8f);
+  const Q cur(axis, 0.7f);
+  ExpectNear(Q::SquadPoint(Q(axis, 0.4f), cur, Q(axis, 1.0f)), cur, 8 * c_eps);
+}
+
+TEST(QuaternionTest, LogAndExpAreInverseOnUnitQuaternions) {
+  std::mt19937 rng(5);
+  for (int i = 0; i < 5000; ++i) {
+    // w >= 0: near theta = pi the last-bit misfit between w and |(x, y, z)|
+    // is amplified by theta / sin(theta)^2; acos amplifies it by 1 / sin.
+    Q q = RandomUnit(rng);
+    if (q.w < 0) q = -q;
+    const Q l = q.Log();
+    EXPECT_EQ(l.w, 0.0f);
+    ExpectNear(l.Exp(), q, 16 * c_eps * (1 + 1 / std::sqrt(q.x * q.x + q.y * q.y + q.z * q.z)));
+  }
+}
+
+}  // namespace

@@ -1,0 +1,134 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <sstream>
+
+#include "base/KbException.h"
+#include "math/rotations/KoRandomNumberGenerator.h"
+#include "math/rotations/RotationsTestSupport.h"
+
+namespace {
+
+using ko_test::Bytes;
+using ko_test::Pack;
+using Rng = KoRandomNumberGenerator;
+
+// The state word whose tempered output is y.
+std::uint32_t Untemper(std::uint32_t y) {
+  y ^= y >> 18;
+  y ^= (y << 15) & 0xEFC60000u;
+  std::uint32_t t = y;
+  for (int i = 0; i < 5; ++i) t = y ^ ((t << 7) & 0x9D2C5680u);
+  return t ^ (t >> 11) ^ (t >> 22);
+}
+
+// A record whose next outputs are `first` and `second`.
+Bytes RecordYielding(std::uint32_t first, std::uint32_t second, std::int64_t position = 0,
+                     std::int32_t left = 624) {
+  Bytes record = Pack(std::uint32_t{0}, std::int32_t{624}, Untemper(first), Untemper(second));
+  record.resize(record.size() + 622 * 4, 0x5A);
+  ko_test::Append(record, position, left);
+  return record;
+}
+
+TEST(RandomNumberGeneratorTest, SeedsFollowTheReferenceSequences) {
+  Rng rng(5489);
+  EXPECT_EQ(rng.RandInt(), 3499211612u);
+  EXPECT_EQ(rng.RandInt(), 581869302u);
+  EXPECT_EQ(rng.RandInt(), 3890346734u);
+  for (int i = 4; i < 10000; ++i) rng.RandInt();
+  EXPECT_EQ(rng.RandInt(), 4123659995u);
+  for (std::uint32_t seed : {0u, 0x80000000u, 0xFFFFFFFFu, 2718281828u}) {
+    Rng ours(seed);
+    std::mt19937 reference(seed);
+    int mismatches = 0;
+    for (int i = 0; i < 1000000; ++i) mismatches += ours.RandInt() != reference();
+    EXPECT_EQ(mismatches, 0) << "seed " << seed;
+  }
+  const std::uint32_t key[] = {0x123, 0x234, 0x345, 0x456};
+  Rng keyed(key, 4);
+  for (std::uint32_t expected : {1067595299u, 955945823u, 477289528u, 4107218783u, 4228976476u,
+                                 3344332714u, 3355579695u, 227628506u, 810200273u, 2591290167u}) {
+    EXPECT_EQ(keyed.RandInt(), expected);
+  }
+}
+
+TEST(RandomNumberGeneratorTest, BoundedIntegersMaskAndRejectOneOutputPerTry) {
+  Rng rng;  // mask 7: 0x17 ends in 111 and is rejected, 0x2E gives 6
+  ko_test::Read(rng, RecordYielding(0x17, 0x2E));
+  EXPECT_EQ(rng.RandInt(6), 6u);
+  ko_test::Read(rng, RecordYielding(0x17, 0x2E));
+  EXPECT_EQ(rng.RandInt(0), 0u);  // one draw, masked to 0
+  EXPECT_EQ(rng.RandInt(), 0x2Eu);
+  ko_test::Read(rng, RecordYielding(1000, 0x2E));
+  EXPECT_EQ(rng.RandInt(999), 0x2Eu);  // mask 1023 rejects 1000
+}
+
+TEST(RandomNumberGeneratorTest, DoublesReachTheirEndsOnlyWhereDocumented) {
+  Rng top;
+  ko_test::Read(top, RecordYielding(0xFFFFFFFF, 0xFFFFFFFF));
+  Rng copy = top;
+  EXPECT_EQ(top.Rand(), 1.0);
+  EXPECT_LT(copy.RandExc(), 1.0);
+  EXPECT_LT(copy.RandDblExc(), 1.0);
+  ko_test::Read(top, RecordYielding(0, 0));
+  EXPECT_EQ(top.RandExc(), 0.0);
+
+  Rng rng(2024);  // RandNorm: Box-Muller on exactly two outputs
+  std::mt19937 reference(2024);
+  for (int i = 0; i < 1000; ++i) {
+    const double r = std::sqrt(-2.0 * std::log(1.0 - (reference() + 0.5) * 0x1p-32)) * 0.5;
+    const double phi = reference() * 0x1p-32 * 6.283185307179586;
+    ASSERT_EQ(rng.RandNorm(3.0, 0.5), std::cos(phi) * r + 3.0);
+  }
+}
+
+// The state words after one draw must be those std::mt19937 prints.
+TEST(RandomNumberGeneratorRecordTest, BytesMatchTheReferenceStateAndReadBackContinues) {
+  Rng rng(4357);
+  std::mt19937 reference(4357);
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(rng.RandInt(), reference());
+  std::stringstream text;
+  text << reference;
+  Bytes expected = Pack(std::uint32_t{0}, std::int32_t{624});
+  for (int i = 0; i < 624; ++i) {
+    std::uint32_t word;
+    text >> word;
+    ko_test::Append(expected, word);
+  }
+  ko_test::Append(expected, std::int64_t{5}, std::int32_t{619});
+  EXPECT_EQ(ko_test::Write(rng), expected);
+
+  Rng reader(1);
+  ko_test::Read(reader, expected);
+  for (int i = 0; i < 2000; ++i) ASSERT_EQ(reader.RandInt(), rng.RandInt()) << i;
+
+  Rng copy = reader;  // a copy runs on its own
+  for (int i = 0; i < 1000; ++i) reader.RandInt();
+  EXPECT_EQ(copy.RandInt(), rng.RandInt());
+  // The same second and likely the same tick: the class-wide counter
+  // separates clock seeds.
+  EXPECT_NE(Rng().RandInt(), Rng().RandInt());
+}
+
+TEST(RandomNumberGeneratorRecordTest, BadRecordsThrowAndLeaveTheGeneratorAsItWas) {
+  Rng rng(8);
+  const Bytes before = ko_test::Write(rng);
+  for (auto [position, left] : {std::pair<std::int64_t, std::int32_t>{625, 0},
+                                {-1, 624},
+                                {0, 625},
+                                {0, -1},
+                                {1, 624},
+                                {std::int64_t{1} << 32, 0}}) {
+    EXPECT_THROW(ko_test::Read(rng, RecordYielding(1, 2, position, left)), KbException);
+  }
+  const Bytes good = RecordYielding(1, 2);
+  EXPECT_THROW(ko_test::Read(rng, Bytes(good.begin(), good.end() - 1)), KbExceptionEndOfStream);
+  Bytes version = good;
+  version[0] = 1;
+  EXPECT_THROW(ko_test::Read(rng, version), KbExceptionWrongFileVersion);
+  EXPECT_EQ(ko_test::Write(rng), before);
+}
+
+}  // namespace

@@ -1,0 +1,81 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "base/KbException.h"
+#include "math/rotations/KoTangentBasis.h"
+#include "math/rotations/RotationsTestSupport.h"
+
+namespace {
+
+constexpr float c_eps = std::numeric_limits<float>::epsilon();
+
+KbVector3f RandomUnit(std::mt19937& rng) {
+  std::uniform_real_distribution<float> u(-1, 1);
+  const KbVector3f v(u(rng), u(rng), u(rng));
+  return v / v.Length();
+}
+
+TEST(TangentBasisTest, HandednessValidityAndEdgeCases) {
+  const KbVector3f n(0, 0, 1), t(1, 0, 0);
+  const KoTangentBasis right(n, t, 1.0f);
+  EXPECT_EQ(right.GetBitangent(), KbVector3f(0, -1, 0));
+  EXPECT_EQ(right.GetDeterminant(), -1.0f);
+  EXPECT_FALSE(right.IsValid());
+  KoTangentBasis left(n, t, -1.0f);
+  EXPECT_EQ(left.GetDeterminant(), 1.0f);
+  EXPECT_TRUE(left.IsValid());
+  EXPECT_FALSE(KoTangentBasis().IsValid());
+  EXPECT_EQ(left.Transform(KbVector3f(1, 0, 0)), t);
+
+  left.Rotate(KbVector3f(0, 0, -1));  // opposite normal: N deliberately kept
+  EXPECT_EQ(left.GetNormal(), n);
+  EXPECT_EQ(left.GetTangent(), KbVector3f(-1, 0, 0));
+  EXPECT_FALSE(std::signbit(left.GetTangent().y));  // 0 - 0 is +0
+
+  KoTangentBasis parallel(KbVector3f(0, 0, 2), KbVector3f(0, 0, -5), KbVector3f(1, 1, 0));
+  parallel.Orthonormalize();
+  EXPECT_EQ(parallel.GetNormal(), n);
+  EXPECT_EQ(parallel.GetTangent(), KbVector3f(0, 0, 0));
+}
+
+TEST(TangentBasisTest, RandomFramesInvertOrthonormalizeAndRotate) {
+  std::mt19937 rng(2);
+  for (int i = 0; i < 3000; ++i) {
+    KoTangentBasis b(RandomUnit(rng), RandomUnit(rng), RandomUnit(rng));
+    const float det = b.GetDeterminant();
+    if (std::fabs(det) < 0.1f) continue;  // keep the condition number moderate
+    const KbVector3f v = RandomUnit(rng);
+    const KbVector3f back = b.TransformInverse(b.Transform(v));
+    for (unsigned int k = 0; k < 3; ++k) EXPECT_NEAR(back[k], v[k], 64 * c_eps / std::fabs(det));
+
+    b.Orthonormalize();
+    EXPECT_EQ(b.GetHandedness(), det > 0 ? 1.0f : -1.0f);
+    EXPECT_NEAR(b.GetDeterminant(), b.GetHandedness(), 32 * c_eps);  // orthonormal
+    const KbVector3f target = RandomUnit(rng);
+    if (b.GetNormal().Dot(target) < -0.9f) continue;  // rounding grows with 1 / (1 + c)
+    b.Rotate(target);
+    EXPECT_EQ(b.GetNormal(), target);
+    EXPECT_NEAR(b.GetTangent().Dot(target), 0, 64 * c_eps);
+    EXPECT_NEAR(b.GetDeterminant(), b.GetHandedness(), 64 * c_eps);  // still rigid
+  }
+}
+
+TEST(TangentBasisRecordTest, BytesRoundTripAndBadRecordsKeepTheBasis) {
+  const KoTangentBasis basis(KbVector3f(1, 2, 3), KbVector3f(4, 5, 6), KbVector3f(7, 8, 9.5f));
+  const ko_test::Bytes bytes = ko_test::Write(basis);
+  EXPECT_EQ(bytes, ko_test::Pack(0u, 1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f, 7.0f, 8.0f, 9.5f));
+  KoTangentBasis kept(KbVector3f(0, 0, 1), KbVector3f(1, 0, 0), -1.0f);
+  const ko_test::Bytes before = ko_test::Write(kept);
+  for (std::size_t length = 0; length < bytes.size(); ++length) {
+    EXPECT_THROW(ko_test::Read(kept, ko_test::Bytes(bytes.begin(), bytes.begin() + length)),
+                 KbExceptionEndOfStream);
+  }
+  EXPECT_EQ(ko_test::Write(kept), before);
+  ko_test::Read(kept, bytes);
+  EXPECT_EQ(ko_test::Write(kept), bytes);
+}
+
+}  // namespace
