@@ -91,8 +91,12 @@ class KOMATH_API KoFtArrayConvolution : public KoFtAlgorithm {
   // record, bool periodic, float period, the values' array record (4 bytes
   // per float or vector component). Output: u32 1, the KoAlgorithm part,
   // the array record of the current `values`. Writing needs the inputs set
-  // (KbException otherwise); a failed computation records the untouched
-  // values. Reading installs arrays owned by this object as inputs, and a
+  // (KbException otherwise). Since the values are smoothed in place, the
+  // input record must be written before Compute (KoAlgorithm::CreateUnitTest
+  // computes first and would record the results as input); a failed
+  // computation records the untouched values. Reading installs arrays owned
+  // by this object as inputs, keeping the values as read, which the input
+  // writer then records again (so Recreate rewrites the same input). A
   // corrupt or truncated record throws before anything changes.
   void serializeUnitTestInput(KbStreamWriteBinary& stream) const override;
   void serializeUnitTestInput(KbStreamReadBinary& stream) override;
