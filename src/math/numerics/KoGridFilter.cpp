@@ -26,13 +26,9 @@ using EBorder = KoGridFilter::EBorder;
 typedef float V8 __attribute__((vector_size(32)));
 constexpr std::size_t c_uiLanes = 8;
 
-// Unaligned loads and stores, and acc += w * p[0 .. 7]. Vectors never
+// Unaligned stores, and acc += w * p[0 .. 7] with an unaligned load. Vectors never
 // cross a function boundary by value, which would tie the baseline build to
 // the AVX calling convention.
-KO_GRID_INLINE void Load(V8& v, const float* p) {
-  std::memcpy(&v, p, sizeof v);
-}
-
 KO_GRID_INLINE void Store(float* p, const V8& v) {
   std::memcpy(p, &v, sizeof v);
 }
