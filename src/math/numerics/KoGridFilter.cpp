@@ -263,6 +263,14 @@ void CheckSizes(const char* function, const KoArray3D<float>& in, const KoArray3
   }
 }
 
+// No cells, nothing to filter (and no axis to wrap around).
+bool IsEmpty(const KoArray2D<float>& grid) {
+  return grid.GetWidth() == 0 || grid.GetHeight() == 0;
+}
+bool IsEmpty(const KoArray3D<float>& grid) {
+  return grid.GetWidth() == 0 || grid.GetHeight() == 0 || grid.GetDepth() == 0;
+}
+
 }  // namespace
 
 void KoGridFilter::Apply(const KoArray2D<float>& in, const KoArray2D<float>& kernel,
@@ -274,6 +282,7 @@ void KoGridFilter::Apply(const KoArray2D<float>& in, const KoArray2D<float>& ker
         "is " + SizeText(kernel.GetWidth(), kernel.GetHeight()) + "; both sides must be odd");
   }
   CheckSizes("Apply", in, out);
+  if (IsEmpty(in)) return;
   if (&in == &out) {
     const KoArray2D<float> copy = in;
     Apply(copy, kernel, out, border);
@@ -288,6 +297,7 @@ void KoGridFilter::ApplySeparable(const KoArray2D<float>& in, const KbArray<floa
   CheckBorder("ApplySeparable", border);
   CheckRow("ApplySeparable", row);
   CheckSizes("ApplySeparable", in, out);
+  if (IsEmpty(in)) return;
   if (&in == &out) {
     const KoArray2D<float> copy = in;
     ApplySeparable(copy, row, out, border);
@@ -306,6 +316,7 @@ void KoGridFilter::Apply(const KoArray3D<float>& in, const KoArray3D<float>& ker
                          "; every side must be odd");
   }
   CheckSizes("Apply", in, out);
+  if (IsEmpty(in)) return;
   if (&in == &out) {
     const KoArray3D<float> copy = in;
     Apply(copy, kernel, out, border);
@@ -320,6 +331,7 @@ void KoGridFilter::ApplySeparable(const KoArray3D<float>& in, const KbArray<floa
   CheckBorder("ApplySeparable", border);
   CheckRow("ApplySeparable", row);
   CheckSizes("ApplySeparable", in, out);
+  if (IsEmpty(in)) return;
   if (&in == &out) {
     const KoArray3D<float> copy = in;
     ApplySeparable(copy, row, out, border);

@@ -134,6 +134,9 @@ TEST(KoGridFilter, BadArgumentsThrowNamingThemAndWriteNothing) {
   expectNaming([&] { Filter::Apply(in, KoArray2D<float>(1, 1), out, Filter::EBorder(7)); },
                "border");
   EXPECT_EQ(out(0, 0), 5.0f);
+  KoArray3D<float> empty(0, 3, 2);  // no cells: nothing to wrap around
+  Filter::Apply(empty, KoArray3D<float>(3, 3, 3), empty, Filter::eWrap);
+  Filter::ApplySeparable(empty, KbArray<float>{1, 2, 1}, empty, Filter::eWrap);
 }
 
 }  // namespace
