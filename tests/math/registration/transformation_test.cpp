@@ -116,7 +116,8 @@ TEST(TransformationTest, EveryChangeNotifiesOnceAndTheCopyConstructorNever) {
   step([&] { t = KbMatrix4Rf(); });
   step([&] { t.Reset(); });
   step([&] { t = Sample(); });
-  step([&] { t = t; });
+  const KoTransformation& self = t;
+  step([&] { t = self; });
   const Bytes record = ko_test::Write(t);
   step([&] {
     KbStreamReadBinaryMemory in(record);
