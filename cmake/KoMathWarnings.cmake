@@ -6,6 +6,9 @@
 add_library(komath_options INTERFACE)
 target_compile_options(komath_options INTERFACE
   -Wall -Wextra -Wpedantic -ffp-contract=off -fno-fast-math)
+if(KOMATH_WERROR)
+  target_compile_options(komath_options INTERFACE -Werror)
+endif()
 if(KOMATH_SANITIZE)
   target_compile_options(komath_options INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
