@@ -2,6 +2,11 @@
 # package (find_package(KoMath CONFIG) -> KoMath::KoMath) and komath.pc.
 include(CMakePackageConfigHelpers)
 
+# Installed libraries find each other where they lie: libKoMath.so needs
+# libKoBase.so, and a program that links only KoMath (with a run path to
+# the install's lib/) must not need LD_LIBRARY_PATH for the indirect one.
+set_target_properties(KoBase KoMath PROPERTIES INSTALL_RPATH "$ORIGIN")
+
 install(TARGETS KoBase KoMath EXPORT KoMathTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}

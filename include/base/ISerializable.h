@@ -32,7 +32,10 @@ class KOBASE_API ISerializable : public IObject {
 // itself is defined once, in src/math/registry for the library's classes:
 //   const KbRTTI KoX::RTTI(L"KoX", &KoX::CreateByFactory);
 // A class that is not created by name uses KB_DECLARE_RTTI_NO_FACTORY and
-// passes nullptr as factory; its CreateByFactory is declared but not defined.
+// passes nullptr as factory. Its CreateByFactory mirrors that absent
+// factory and returns null, like KbRTTI::Create: such a class may be
+// abstract or lack a default constructor, and it carries the member all the
+// same so that every registered class has the same registry members.
 #define KB_RTTI_MEMBERS_()                  \
  public:                                    \
   static const KbRTTI RTTI;                 \
@@ -56,10 +59,12 @@ class KOBASE_API ISerializable : public IObject {
                                                       \
  public:
 
-#define KB_DECLARE_RTTI_NO_FACTORY()                 \
-  KB_RTTI_MEMBERS_()                                 \
-  static std::unique_ptr<IObject> CreateByFactory(); \
-                                                     \
+#define KB_DECLARE_RTTI_NO_FACTORY()                  \
+  KB_RTTI_MEMBERS_()                                  \
+  static std::unique_ptr<IObject> CreateByFactory() { \
+    return nullptr;                                   \
+  }                                                   \
+                                                      \
  public:
 
 // Writes the class's wide name (u32 count of UTF-16 code units, then the

@@ -8,6 +8,10 @@
 //
 // The parent is held by pointer and only followed by IsKindOf, so a record
 // may name a parent whose own constructor has not run yet.
+//
+// GetFirst/GetNext walk every record currently loaded (newest first), so
+// tools that must cover every class -- the record fuzzer, for one -- pick
+// up a class the day its record is added, without a list of their own.
 #pragma once
 
 #include <memory>
@@ -42,8 +46,19 @@ class KOBASE_API KbRTTI {
   // A new default object, or null when the class has no factory.
   std::unique_ptr<IObject> Create() const;
 
+  bool HasCopyFactory() const { return m_copyFactory != nullptr; }
+  // A copy of `source` (which must be of this class), or null when the
+  // record has no copy factory (every record of this library).
+  std::unique_ptr<IObject> CreateCopy(const IObject& source) const;
+
   // The record registered under `name`, or null.
   static const KbRTTI* Find(const wchar_t* name);
+
+  // The registry list: the newest record, then the next older one; null at
+  // the end. Records link themselves while libraries load, so the list is
+  // complete once static initialisation is over.
+  static const KbRTTI* GetFirst();
+  const KbRTTI* GetNext() const { return m_next; }
 
  private:
   void Link();

@@ -4,11 +4,17 @@
 // library multiplies row vectors from the left onto matrices ((x, y, z, 1)
 // times M, see KbMatrix4R.h); the vectors themselves carry no convention.
 // Equality is exact, component by component (so NaN != NaN and 0 == -0).
+//
+// Bit-exact under any host flags: every operation here is a single rounding
+// per component or keeps its products rounded with KbRounded (dot, cross,
+// length), so a host compiled with -march=haswell -ffp-contract=fast gets
+// the same bits as the library, which is compiled without contraction.
 #pragma once
 
 #include <cmath>
 
 #include "base/KbExport.h"
+#include "base/KbRounded.h"
 
 namespace kb_detail {
 
@@ -35,10 +41,14 @@ struct KOBASE_API KbVector3T {
   constexpr KbVector3T& operator/=(T s) { return *this = *this / s; }
   constexpr bool operator==(const KbVector3T& o) const { return x == o.x && y == o.y && z == o.z; }
 
-  // Summed left to right: x*x' + y*y' + z*z'.
-  constexpr T Dot(const KbVector3T& o) const { return x * o.x + y * o.y + z * o.z; }
+  // Summed left to right: x*x' + y*y' + z*z', each product rounded.
+  constexpr T Dot(const KbVector3T& o) const {
+    return KbRounded(x * o.x) + KbRounded(y * o.y) + KbRounded(z * o.z);
+  }
+  // (y z' - z y', z x' - x z', x y' - y x'), each product rounded.
   constexpr KbVector3T Cross(const KbVector3T& o) const {
-    return {y * o.z - z * o.y, z * o.x - x * o.z, x * o.y - y * o.x};
+    return {KbRounded(y * o.z) - KbRounded(z * o.y), KbRounded(z * o.x) - KbRounded(x * o.z),
+            KbRounded(x * o.y) - KbRounded(y * o.x)};
   }
   constexpr T SquaredLength() const { return Dot(*this); }
   T Length() const { return std::sqrt(SquaredLength()); }
@@ -72,7 +82,9 @@ struct KOBASE_API KbVector2f {
   constexpr KbVector2f& operator-=(const KbVector2f& o) { return *this = *this - o; }
   constexpr bool operator==(const KbVector2f& o) const { return x == o.x && y == o.y; }
 
-  constexpr float Dot(const KbVector2f& o) const { return x * o.x + y * o.y; }
+  constexpr float Dot(const KbVector2f& o) const {
+    return kb_detail::KbRounded(x * o.x) + kb_detail::KbRounded(y * o.y);
+  }
   constexpr float SquaredLength() const { return Dot(*this); }
   float Length() const { return std::sqrt(SquaredLength()); }
 };
@@ -106,7 +118,10 @@ struct KOBASE_API KbVector4f {
     return x == o.x && y == o.y && z == o.z && w == o.w;
   }
 
-  constexpr float Dot(const KbVector4f& o) const { return x * o.x + y * o.y + z * o.z + w * o.w; }
+  constexpr float Dot(const KbVector4f& o) const {
+    using kb_detail::KbRounded;
+    return KbRounded(x * o.x) + KbRounded(y * o.y) + KbRounded(z * o.z) + KbRounded(w * o.w);
+  }
   constexpr float SquaredLength() const { return Dot(*this); }
   float Length() const { return std::sqrt(SquaredLength()); }
 };

@@ -46,6 +46,14 @@ std::unique_ptr<IObject> KbRTTI::Create() const {
   return m_factory != nullptr ? m_factory() : nullptr;
 }
 
+std::unique_ptr<IObject> KbRTTI::CreateCopy(const IObject& source) const {
+  return m_copyFactory != nullptr ? m_copyFactory(source) : nullptr;
+}
+
+const KbRTTI* KbRTTI::GetFirst() {
+  return g_registryHead;
+}
+
 const KbRTTI* KbRTTI::Find(const wchar_t* name) {
   for (const KbRTTI* record = g_registryHead; record != nullptr; record = record->m_next) {
     if (std::wcscmp(record->m_name, name) == 0) return record;

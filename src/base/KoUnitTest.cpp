@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <optional>
+#include <utility>
 
 #include "base/KbException.h"
 #include "base/KbStreamBinaryFile.h"
@@ -12,23 +14,34 @@
 namespace {
 
 constexpr std::wstring_view c_kutExtension = L".kut";
-constexpr std::size_t c_numberDigits = 4;
+// GetUnitTestPath writes the number with "%04u": at least four digits, and
+// up to ten for the largest unsigned 32-bit number.
+constexpr std::size_t c_minNumberDigits = 4;
+constexpr std::size_t c_maxNumberDigits = 10;
 
 std::filesystem::path DefaultDirectory() {
   const char* fromEnvironment = std::getenv("KOMATH_UNITTEST_DIR");
   return fromEnvironment != nullptr && *fromEnvironment != '\0' ? fromEnvironment : "unittests";
 }
 
-// "<prefix>NNNN.kut" with exactly four digits.
-bool IsUnitTestFileName(const std::wstring& name, const std::wstring& prefix) {
-  if (name.size() != prefix.size() + c_numberDigits + c_kutExtension.size()) return false;
-  if (name.compare(0, prefix.size(), prefix) != 0) return false;
+// The number of "<prefix>NNNN.kut" (four to ten digits), or nothing for
+// another name.
+std::optional<std::uint64_t> UnitTestFileNumber(const std::wstring& name,
+                                                const std::wstring& prefix) {
+  if (name.size() < prefix.size() + c_minNumberDigits + c_kutExtension.size()) return {};
+  const std::size_t digits = name.size() - prefix.size() - c_kutExtension.size();
+  if (digits > c_maxNumberDigits) return {};
+  if (name.compare(0, prefix.size(), prefix) != 0) return {};
   if (name.compare(name.size() - c_kutExtension.size(), c_kutExtension.size(), c_kutExtension) !=
       0) {
-    return false;
+    return {};
   }
-  return std::all_of(name.begin() + prefix.size(), name.begin() + prefix.size() + c_numberDigits,
-                     [](wchar_t c) { return c >= L'0' && c <= L'9'; });
+  std::uint64_t number = 0;
+  for (std::size_t i = prefix.size(); i < prefix.size() + digits; ++i) {
+    if (name[i] < L'0' || name[i] > L'9') return {};
+    number = 10 * number + static_cast<std::uint64_t>(name[i] - L'0');
+  }
+  return number;
 }
 
 std::vector<std::uint8_t> ReadWholeFile(const std::filesystem::path& path) {
@@ -69,12 +82,17 @@ void KoUnitTestFileBased::initSubtests() {
   m_files.clear();
   std::error_code error;
   const std::wstring prefix = std::wstring(GetClassNameW()) + L"_";
+  // Sorted by number, so that file 10000 follows file 9999 (by name it
+  // would come first); equal numbers ("0007" and "00007") by name.
+  std::vector<std::pair<std::uint64_t, std::filesystem::path>> found;
   for (const auto& entry : std::filesystem::directory_iterator(m_directory, error)) {
-    if (entry.is_regular_file() && IsUnitTestFileName(entry.path().filename().wstring(), prefix)) {
-      m_files.push_back(entry.path());
+    if (!entry.is_regular_file()) continue;
+    if (const auto number = UnitTestFileNumber(entry.path().filename().wstring(), prefix)) {
+      found.emplace_back(*number, entry.path());
     }
   }
-  std::sort(m_files.begin(), m_files.end());
+  std::sort(found.begin(), found.end());
+  for (auto& file : found) m_files.push_back(std::move(file.second));
 }
 
 unsigned int KoUnitTestFileBased::getSubtestCount() const {

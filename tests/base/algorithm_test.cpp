@@ -148,4 +148,23 @@ TEST_F(AlgorithmUnitTestFiles, WrittenFilesReplayRecreateAndReportCorruption) {
   EXPECT_EQ(replay.runUnitTest(5), KoUnitTest::eError);
 }
 
+TEST_F(AlgorithmUnitTestFiles, FilesNumberedFromTenThousandAreListedInNumericOrder) {
+  KoMpTestSum writer;
+  writer.SetUnitTestDirectory(m_directory);
+  const KbArray<double> input{4.0};
+  writer.SetInput(&input);
+  for (unsigned int number : {12345u, 9999u, 10000u, 4294967295u}) {
+    ASSERT_TRUE(writer.CreateUnitTest(number));
+  }
+  std::ofstream(m_directory / "KoMpTestSum_42949672950.kut") << "eleven digits";
+
+  writer.initSubtests();
+  ASSERT_EQ(writer.getSubtestCount(), 4u);
+  EXPECT_EQ(writer.getSubtestName(0), L"KoMpTestSum_9999.kut");
+  EXPECT_EQ(writer.getSubtestName(1), L"KoMpTestSum_10000.kut");
+  EXPECT_EQ(writer.getSubtestName(2), L"KoMpTestSum_12345.kut");
+  EXPECT_EQ(writer.getSubtestName(3), L"KoMpTestSum_4294967295.kut");
+  EXPECT_EQ(writer.runUnitTest(2), KoUnitTest::ePassed);
+}
+
 }  // namespace

@@ -28,6 +28,11 @@ class TestShape : public ISerializable {
 
 class TestCircle : public TestShape {
   KB_DECLARE_RTTI_NO_FACTORY()
+
+ public:
+  // The private member, reached from inside: it must be defined (a caller
+  // used to get a link error) and mirror the absent factory.
+  static std::unique_ptr<IObject> CallCreateByFactory() { return CreateByFactory(); }
 };
 
 const KbRTTI TestShape::RTTI(L"TestShape", &TestShape::CreateByFactory);
@@ -53,6 +58,21 @@ TEST(RegistryTest, RecordsAreFoundByNameAndWalkTheirParents) {
   EXPECT_NE(TestShape::RTTI.Create(), nullptr);
   EXPECT_FALSE(TestCircle::RTTI.HasFactory());
   EXPECT_EQ(TestCircle::RTTI.Create(), nullptr);
+
+  EXPECT_EQ(TestCircle::CallCreateByFactory(), nullptr);
+  EXPECT_FALSE(TestShape::RTTI.HasCopyFactory());
+  EXPECT_EQ(TestShape::RTTI.CreateCopy(circle), nullptr);
+
+  // The registry list holds every loaded record exactly once.
+  int shapes = 0, circles = 0, algorithms = 0;
+  for (const KbRTTI* record = KbRTTI::GetFirst(); record != nullptr; record = record->GetNext()) {
+    shapes += record == &TestShape::RTTI;
+    circles += record == &TestCircle::RTTI;
+    algorithms += record == &KoAlgorithm::RTTI;
+  }
+  EXPECT_EQ(shapes, 1);
+  EXPECT_EQ(circles, 1);
+  EXPECT_EQ(algorithms, 1);
 
   // The framework's own families.
   EXPECT_TRUE(KoMpAlgorithm::RTTI.IsKindOf(KoAlgorithm::RTTI));

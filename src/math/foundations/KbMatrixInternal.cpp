@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "KbMatrixInvertPortable.h"
+
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #elif defined(__SSE__)
@@ -30,63 +32,13 @@
 // same operations.
 //
 // Three forms evaluate exactly the same expressions in the same order and so
-// give identical bits: the portable scalar template (used for a precision
-// whose vector instructions are unavailable), the four-lane SSE float form
-// and the two-lane SSE2 double form.
+// give identical bits: the portable scalar template of
+// KbMatrixInvertPortable.h (used for a precision whose vector instructions
+// are unavailable, and compiled by the tests on every target so that it is
+// checked against the vector forms), the four-lane SSE float form and the
+// two-lane SSE2 double form.
 
 namespace {
-
-// Lane l of P_k.
-template <class T>
-T SignedColumnLane(const T* m, unsigned int k, unsigned int lane) {
-  static constexpr unsigned int kRowOfLane[4] = {1, 0, 3, 2};
-  const T value = m[4 * kRowOfLane[lane] + k];
-  return (lane & 1u) != 0 ? -value : value;
-}
-
-template <class T>
-T Minor2x2(const T* x, const T* y, unsigned int i, unsigned int j) {
-  return x[i] * y[j] - x[j] * y[i];
-}
-
-// Writes the adjugate (transposed cofactors) to adj and returns the determinant.
-template <class T>
-T AdjugateAndDeterminant(const T* m, T* adj) {
-  // minor[l / 2][pair]: lanes 0, 1 use the (c, d) minors, lanes 2, 3 the (a, b) ones.
-  enum { k01, k02, k03, k12, k13, k23 };
-  T minor[2][6];
-  for (unsigned int half = 0; half < 2; ++half) {
-    const T* x = half == 0 ? m + 8 : m;
-    const T* y = x + 4;
-    minor[half][k01] = Minor2x2(x, y, 0, 1);
-    minor[half][k02] = Minor2x2(x, y, 0, 2);
-    minor[half][k03] = Minor2x2(x, y, 0, 3);
-    minor[half][k12] = Minor2x2(x, y, 1, 2);
-    minor[half][k13] = Minor2x2(x, y, 1, 3);
-    minor[half][k23] = Minor2x2(x, y, 2, 3);
-  }
-  for (unsigned int l = 0; l < 4; ++l) {
-    const T* kl = minor[l / 2];
-    const T p0 = SignedColumnLane(m, 0, l), p1 = SignedColumnLane(m, 1, l);
-    const T p2 = SignedColumnLane(m, 2, l), p3 = SignedColumnLane(m, 3, l);
-    adj[0 + l] = (p1 * kl[k23] - p2 * kl[k13]) + p3 * kl[k12];
-    adj[4 + l] = (p2 * kl[k03] - p0 * kl[k23]) - p3 * kl[k02];
-    adj[8 + l] = (p0 * kl[k13] - p1 * kl[k03]) + p3 * kl[k01];
-    adj[12 + l] = (p1 * kl[k02] - p0 * kl[k12]) - p2 * kl[k01];
-  }
-  const T* s = minor[1];
-  const T* k = minor[0];
-  return ((s[k01] * k[k23] + s[k23] * k[k01]) - (s[k02] * k[k13] + s[k13] * k[k02])) +
-         (s[k03] * k[k12] + s[k12] * k[k03]);
-}
-
-// Scales the adjugate by the reciprocal (not a division per element: one
-// rounding of 1/det, then one per element).
-template <class T>
-void StoreScaledAdjugate(const T* adj, T det, T* m) {
-  const T reciprocal = T(1) / det;
-  for (unsigned int i = 0; i < 16; ++i) m[i] = adj[i] * reciprocal;
-}
 
 #if defined(__SSE__)
 
@@ -151,10 +103,7 @@ void InvertAligned(float* m, float* det) {
 #else
 
 void InvertAligned(float* m, float* det) {
-  float adj[16];
-  const float determinant = AdjugateAndDeterminant(m, adj);
-  if (det != nullptr) *det = determinant;
-  StoreScaledAdjugate(adj, determinant, m);
+  KbMatrixInvertPortable::Invert(m, det);
 }
 
 #endif
@@ -232,11 +181,7 @@ void InvertAligned(double* m, double* det) {
 #else
 
 void InvertAligned(double* m, double* det) {
-  double adj[16];
-  const double determinant = AdjugateAndDeterminant(m, adj);
-  if (det != nullptr) *det = determinant;
-  if (determinant == 0.0) return;  // singular: keep the caller's matrix
-  StoreScaledAdjugate(adj, determinant, m);
+  KbMatrixInvertPortable::Invert(m, det);
 }
 
 #endif
