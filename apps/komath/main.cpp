@@ -40,6 +40,12 @@ int main(int argc, char** argv) {
   komath::AddFitCommand(app);
   komath::AddSmoothCommand(app);
   komath::AddRngCommand(app);
+  // CLI11 would only say that a subcommand is required.
+  if (argc > 1 && argv[1][0] != '-' && app.get_subcommand_no_throw(argv[1]) == nullptr) {
+    std::fprintf(stderr, "komath: unknown subcommand '%s'\nRun with --help for more information.\n",
+                 argv[1]);
+    return 2;
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& e) {
