@@ -19,6 +19,7 @@
 #include "base/KbVector.h"
 #include "base/KoAlgorithm.h"
 #include "base/KoArray2D.h"
+#include "base/KoArray3D.h"
 #include "base/KoObservable.h"
 #include "base/KoPoint.h"
 #include "base/KoUnitTest.h"

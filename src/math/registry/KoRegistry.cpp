@@ -21,6 +21,7 @@
 #include "math/functions/KoFunctionRampLinear.h"
 #include "math/functions/KoFunctionRampSpline.h"
 #include "math/numerics/KoFloatExact.h"
+#include "math/numerics/KoFtArrayConvolution.h"
 #include "math/numerics/KoMpMatrixToDeterminantExactSign.h"
 #include "math/tables/KoFunctionTableNonUniform.h"
 #include "math/tables/KoFunctionTableUniform.h"
@@ -32,6 +33,18 @@ const KbRTTI KoFloatExact::RTTI(L"KoFloatExact", nullptr);
 namespace {
 [[maybe_unused]] const bool c_bArithmeticChecked = (KoFloatExact::CheckArithmetic(), true);
 }  // namespace
+
+template <>
+const KbRTTI KoFtArrayConvolution<float>::RTTI(L"KoFtArrayConvolution(float)", KoFtAlgorithm::RTTI,
+                                               &KoFtArrayConvolution<float>::CreateByFactory);
+template <>
+const KbRTTI KoFtArrayConvolution<KbVector2f>::RTTI(
+    L"KoFtArrayConvolution(KbVector2f)", KoFtAlgorithm::RTTI,
+    &KoFtArrayConvolution<KbVector2f>::CreateByFactory);
+template <>
+const KbRTTI KoFtArrayConvolution<KbVector3f>::RTTI(
+    L"KoFtArrayConvolution(KbVector3f)", KoFtAlgorithm::RTTI,
+    &KoFtArrayConvolution<KbVector3f>::CreateByFactory);
 
 template <>
 const KbRTTI KoFunctionConstant<float, float>::RTTI(

@@ -1,0 +1,199 @@
+#include "math/numerics/KoConvolutionKernelFactory.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "base/KbException.h"
+#include "math/foundations/KoMathScalar.h"
+
+namespace {
+
+// Half-sides up to this keep the side 2h + 1 in 32 bits.
+constexpr std::uint64_t c_uiMaxHalfSide = 0x7FFFFFFFu;
+
+[[noreturn]] void ThrowBadArgument(const char* function, const char* argument,
+                                   const std::string& why) {
+  throw KbException(std::string("KoConvolutionKernelFactory::") + function + ": " + argument + " " +
+                    why);
+}
+
+// The side 2r + 1 of an integer radius, with `dimensions` sides' cell count
+// checked against what a grid can hold.
+unsigned int Side(const char* function, const char* argument, std::uint64_t halfSide,
+                  unsigned int dimensions) {
+  const std::uint64_t maxCells = std::vector<float>().max_size();
+  if (halfSide > c_uiMaxHalfSide) {
+    ThrowBadArgument(function, argument, "makes a kernel side beyond 2^32 - 1 cells");
+  }
+  const std::uint64_t side = 2 * halfSide + 1;
+  std::uint64_t cells = 1;
+  for (unsigned int d = 0; d < dimensions; ++d) {
+    if (cells > maxCells / side) {
+      ThrowBadArgument(function, argument, "makes the kernel's cell count overflow");
+    }
+    cells *= side;
+  }
+  return static_cast<unsigned int>(side);
+}
+
+// floor(r) of a float radius, rejecting negative, NaN and oversized ones.
+std::uint64_t HalfSide(const char* function, const char* argument, float radius) {
+  if (!(radius >= 0.0f)) {
+    ThrowBadArgument(function, argument, "is negative or NaN (" + std::to_string(radius) + ")");
+  }
+  if (!(radius < 4294967296.0f)) {
+    ThrowBadArgument(function, argument, "makes a kernel side beyond 2^32 - 1 cells");
+  }
+  return static_cast<std::uint64_t>(std::floor(radius));
+}
+
+// (offset / radius)^2, with a radius of 0 meaning a degenerate axis whose
+// only offset 0 contributes nothing (0 / 0 would be NaN).
+double Term(std::int64_t offset, float radius) {
+  if (offset == 0) return 0.0;
+  const double ratio = double(offset) / double(radius);
+  return ratio * ratio;
+}
+
+KoArray2D<float> Filled2D(unsigned int side, float value) {
+  KoArray2D<float> grid(side, side);
+  std::fill_n(grid.GetData(), std::size_t(side) * side, value);
+  return grid;
+}
+
+KoArray3D<float> Filled3D(unsigned int side, float value) {
+  KoArray3D<float> grid(side, side, side);
+  std::fill_n(grid.GetData(), std::size_t(side) * side * side, value);
+  return grid;
+}
+
+}  // namespace
+
+void KoConvolutionKernelFactory::CreateGaussFilter(unsigned int radius, KbArray<float>& row) {
+  if (radius > c_uiMaxGaussRadius) {
+    ThrowBadArgument("CreateGaussFilter", "radius",
+                     std::to_string(radius) + " exceeds " + std::to_string(c_uiMaxGaussRadius));
+  }
+  const unsigned int n = 2 * radius;
+  const float scale = std::ldexp(1.0f, static_cast<int>(n));  // 4^r
+  KbArray<float> weights(n + 1);
+  for (unsigned int k = 0; k <= n; ++k) {
+    weights[k] = static_cast<float>(KoMath::BinomialCoefficient(n, k)) / scale;
+  }
+  row = std::move(weights);
+}
+
+void KoConvolutionKernelFactory::CreateMeanFilter(unsigned int radius, KbArray<float>& row) {
+  const unsigned int side = Side("CreateMeanFilter", "radius", radius, 1);
+  KbArray<float> weights(side);
+  const float weight = 1.0f / static_cast<float>(side);
+  for (float& w : weights) w = weight;
+  row = std::move(weights);
+}
+
+void KoConvolutionKernelFactory::CreateLaplaceFilter(KoArray2D<float>& kernel) {
+  KoArray2D<float> stencil = Filled2D(3, 0.0f);
+  stencil(1, 1) = -4.0f;
+  stencil(0, 1) = stencil(2, 1) = stencil(1, 0) = stencil(1, 2) = 1.0f;
+  kernel = std::move(stencil);
+}
+
+void KoConvolutionKernelFactory::CreateLaplaceFilter(KoArray3D<float>& kernel) {
+  KoArray3D<float> stencil = Filled3D(3, 0.0f);
+  stencil(1, 1, 1) = -6.0f;
+  stencil(0, 1, 1) = stencil(2, 1, 1) = 1.0f;
+  stencil(1, 0, 1) = stencil(1, 2, 1) = 1.0f;
+  stencil(1, 1, 0) = stencil(1, 1, 2) = 1.0f;
+  kernel = std::move(stencil);
+}
+
+void KoConvolutionKernelFactory::CreateSobelKernels(KoArray2D<float>& dx, KoArray2D<float>& dy) {
+  KoArray2D<float> x(3, 3), y(3, 3);
+  for (int j = 0; j < 3; ++j) {
+    for (int i = 0; i < 3; ++i) {
+      x(i, j) = static_cast<float>((i - 1) * (2 - std::abs(j - 1)));
+      y(j, i) = x(i, j);
+    }
+  }
+  dx = std::move(x);
+  dy = std::move(y);
+}
+
+void KoConvolutionKernelFactory::CreateNeighbourhoodCount(unsigned int radius,
+                                                          KoArray2D<float>& kernel) {
+  KoArray2D<float> ones = Filled2D(Side("CreateNeighbourhoodCount", "radius", radius, 2), 1.0f);
+  ones(radius, radius) = 0.0f;
+  kernel = std::move(ones);
+}
+
+void KoConvolutionKernelFactory::CreateNeighbourhoodCount(unsigned int radius,
+                                                          KoArray3D<float>& kernel) {
+  KoArray3D<float> ones = Filled3D(Side("CreateNeighbourhoodCount", "radius", radius, 3), 1.0f);
+  ones(radius, radius, radius) = 0.0f;
+  kernel = std::move(ones);
+}
+
+void KoConvolutionKernelFactory::CreateNeighbourhoodExistence(unsigned int radius,
+                                                              KoArray2D<float>& kernel) {
+  kernel = Filled2D(Side("CreateNeighbourhoodExistence", "radius", radius, 2), 1.0f);
+}
+
+void KoConvolutionKernelFactory::CreateNeighbourhoodExistence(unsigned int radius,
+                                                              KoArray3D<float>& kernel) {
+  kernel = Filled3D(Side("CreateNeighbourhoodExistence", "radius", radius, 3), 1.0f);
+}
+
+void KoConvolutionKernelFactory::CreateEllipse(float rx, float ry, KoArray2D<float>& kernel) {
+  const std::uint64_t hx = HalfSide("CreateEllipse", "rx", rx);
+  const std::uint64_t hy = HalfSide("CreateEllipse", "ry", ry);
+  const unsigned int width = Side("CreateEllipse", "rx", hx, 1);
+  const unsigned int height = Side("CreateEllipse", "ry", hy, 1);
+  if (std::uint64_t(width) * height > std::vector<float>().max_size()) {
+    ThrowBadArgument("CreateEllipse", "rx, ry", "make the kernel's cell count overflow");
+  }
+  KoArray2D<float> shape(width, height);
+  for (unsigned int y = 0; y < height; ++y) {
+    for (unsigned int x = 0; x < width; ++x) {
+      const double sum = Term(std::int64_t(x) - std::int64_t(hx), rx) +
+                         Term(std::int64_t(y) - std::int64_t(hy), ry);
+      shape(x, y) = sum <= 1.0 ? 1.0f : 0.0f;
+    }
+  }
+  kernel = std::move(shape);
+}
+
+void KoConvolutionKernelFactory::CreateEllipsoid(float rx, float ry, float rz,
+                                                 KoArray3D<float>& kernel) {
+  const std::uint64_t hx = HalfSide("CreateEllipsoid", "rx", rx);
+  const std::uint64_t hy = HalfSide("CreateEllipsoid", "ry", ry);
+  const std::uint64_t hz = HalfSide("CreateEllipsoid", "rz", rz);
+  const unsigned int width = Side("CreateEllipsoid", "rx", hx, 1);
+  const unsigned int height = Side("CreateEllipsoid", "ry", hy, 1);
+  const unsigned int depth = Side("CreateEllipsoid", "rz", hz, 1);
+  const std::uint64_t slice = std::uint64_t(width) * height;
+  if (slice > std::vector<float>().max_size() / depth) {
+    ThrowBadArgument("CreateEllipsoid", "rx, ry, rz", "make the kernel's cell count overflow");
+  }
+  KoArray3D<float> shape(width, height, depth);
+  for (unsigned int z = 0; z < depth; ++z) {
+    for (unsigned int y = 0; y < height; ++y) {
+      for (unsigned int x = 0; x < width; ++x) {
+        const double sum = Term(std::int64_t(x) - std::int64_t(hx), rx) +
+                           Term(std::int64_t(y) - std::int64_t(hy), ry) +
+                           Term(std::int64_t(z) - std::int64_t(hz), rz);
+        shape(x, y, z) = sum <= 1.0 ? 1.0f : 0.0f;
+      }
+    }
+  }
+  kernel = std::move(shape);
+}
+
+void KoConvolutionKernelFactory::CreateSphere(float r, KoArray3D<float>& kernel) {
+  Side("CreateSphere", "r", HalfSide("CreateSphere", "r", r), 3);  // to name `r` in errors
+  CreateEllipsoid(r, r, r, kernel);
+}
