@@ -41,7 +41,9 @@ int main(int argc, char** argv) {
   komath::AddSmoothCommand(app);
   komath::AddRngCommand(app);
   // CLI11 would only say that a subcommand is required.
-  if (argc > 1 && argv[1][0] != '-' && app.get_subcommand_no_throw(argv[1]) == nullptr) {
+  if (argc > 1 && argv[1][0] != '-' &&
+      app.get_subcommands([&](CLI::App* command) { return command->check_name(argv[1]); })
+          .empty()) {
     std::fprintf(stderr, "komath: unknown subcommand '%s'\nRun with --help for more information.\n",
                  argv[1]);
     return 2;

@@ -81,8 +81,9 @@ TEST_F(KomathTest, HelpAndVersionListEverySubcommand) {
 
 TEST_F(KomathTest, DeterminantSignsAreExact) {
   // (2^52 + 1)(2^52 - 1) - 2^104 = -1: doubles alone would say 0.
-  EXPECT_EQ(RunJson("det -", "4503599627370497 4503599627370496\n"
-                             "4503599627370496,4503599627370495\n")["sign"],
+  EXPECT_EQ(RunJson("det -",
+                    "4503599627370497 4503599627370496\n"
+                    "4503599627370496,4503599627370495\n")["sign"],
             -1);
   EXPECT_EQ(RunJson("det -", "1 2 # exact cancellation\n2 4\n")["sign"], 0);
   EXPECT_EQ(RunJson("det -", "0x1p-1074 0\n0 0x1p+1023\n")["sign"], 1);
@@ -104,8 +105,8 @@ TEST_F(KomathTest, ExactDeterminantIsTheLibrarysFraction) {
   const auto check = [](const json& factor, const KoFloatExact& expected) {
     ASSERT_EQ(factor.size(), expected.GetComponentCount());
     for (std::uint32_t i = 0; i < expected.GetComponentCount(); ++i) {
-      const double value = std::strtod(factor[factor.size() - 1 - i].get<std::string>().c_str(),
-                                       nullptr);
+      const double value =
+          std::strtod(factor[factor.size() - 1 - i].get<std::string>().c_str(), nullptr);
       EXPECT_EQ(value, std::ldexp(expected.GetMantissa(i), expected.GetExponent(i)));
     }
   };
