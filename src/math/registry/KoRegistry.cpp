@@ -23,6 +23,9 @@
 #include "math/numerics/KoFloatExact.h"
 #include "math/numerics/KoFtArrayConvolution.h"
 #include "math/numerics/KoMpMatrixToDeterminantExactSign.h"
+#include "math/registration/KoMpGeneralizedProcrustesAnalysis.h"
+#include "math/registration/KoProcrustes.h"
+#include "math/registration/KoProcrustesBase.h"
 #include "math/tables/KoFunctionTableNonUniform.h"
 #include "math/tables/KoFunctionTableUniform.h"
 #include "math/tables/KoInterpolationPolynomHermite.h"
@@ -119,8 +122,14 @@ template <>
 const KbRTTI KoInterpolationPolynomHermiteOverscale<double>::RTTI(
     L"KoInterpolationPolynomHermiteOverscale<double>", nullptr);
 
+const KbRTTI KoMpGeneralizedProcrustesAnalysis::RTTI(L"KoMpGeneralizedProcrustesAnalysis",
+                                                     KoMpAlgorithm::RTTI, nullptr);
 const KbRTTI KoMpMatrixToDeterminantExactSign::RTTI(
     L"KoMpMatrixToDeterminantExactSign", KoMpAlgorithm::RTTI,
     &KoMpMatrixToDeterminantExactSign::CreateByFactory);
 template <>
 const KbRTTI KoPolynomFit<float>::RTTI(L"KoPolynomFit<float>", KoAlgorithm::RTTI, nullptr);
+// The parent record is defined right below: it is only held by address here.
+const KbRTTI KoProcrustes::RTTI(L"KoProcrustes", KoProcrustesBase::RTTI,
+                                &KoProcrustes::CreateByFactory);
+const KbRTTI KoProcrustesBase::RTTI(L"KoProcrustesBase", KoMpAlgorithm::RTTI, nullptr);

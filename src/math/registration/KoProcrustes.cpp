@@ -1,0 +1,394 @@
+#include "math/registration/KoProcrustes.h"
+
+#include <cmath>
+#include <optional>
+#include <utility>
+
+#include "base/KbException.h"
+#include "base/KoArray2D.h"
+#include "math/registration/KoSingularValueDecomposition.h"
+#include "math/registration/KoTransformation.h"
+
+namespace {
+
+constexpr std::uint32_t c_uiInputVersion = 1;
+constexpr std::uint32_t c_uiOutputVersion = 1;
+constexpr std::uint32_t c_uiRotationVersion = 1;
+
+// Unit-test tolerances: 2^-46 on squared distances, 2^-23 on the scalings.
+constexpr float c_fSquaredDistanceTolerance = 0x1p-46f;
+constexpr float c_fScalingTolerance = 0x1p-23f;
+
+// A 3x3 double matrix, row-major; (r, c) is row r, column c.
+class CMatrix3d {
+ public:
+  static CMatrix3d Identity() {
+    CMatrix3d m;
+    m(0, 0) = m(1, 1) = m(2, 2) = 1.0;
+    return m;
+  }
+  double& operator()(unsigned int r, unsigned int c) { return m_values[3 * r + c]; }
+  double operator()(unsigned int r, unsigned int c) const { return m_values[3 * r + c]; }
+
+ private:
+  double m_values[9] = {};
+};
+
+// The upper-left order x order block of the identity replaced by a factor
+// of the decomposition (KoArray2D: x is the column, y the row).
+CMatrix3d Embed(const KoArray2D<double>& factor, unsigned int order) {
+  CMatrix3d m = CMatrix3d::Identity();
+  for (unsigned int r = 0; r < order; ++r) {
+    for (unsigned int c = 0; c < order; ++c) m(r, c) = factor(c, r);
+  }
+  return m;
+}
+
+// a * diag(d) * b^T, each element summed over k = 0, 1, 2 in that order,
+// with the diagonal applied to a's columns first.
+CMatrix3d TimesDiagonalTimesTransposed(const CMatrix3d& a, const double (&d)[3],
+                                       const CMatrix3d& b) {
+  CMatrix3d m;
+  for (unsigned int i = 0; i < 3; ++i) {
+    for (unsigned int j = 0; j < 3; ++j) {
+      double sum = (a(i, 0) * d[0]) * b(j, 0);
+      sum += (a(i, 1) * d[1]) * b(j, 1);
+      sum += (a(i, 2) * d[2]) * b(j, 2);
+      m(i, j) = sum;
+    }
+  }
+  return m;
+}
+
+// det(V U^T) by cofactors: of the upper-left 2x2 block in the planar case,
+// else along the first row of the 3x3 product.
+double DeterminantOfProduct(const CMatrix3d& v, const CMatrix3d& u, bool planar) {
+  const double ones[3] = {1.0, 1.0, 1.0};
+  const CMatrix3d m = TimesDiagonalTimesTransposed(v, ones, u);
+  if (planar) return m(0, 0) * m(1, 1) - m(0, 1) * m(1, 0);
+  return m(0, 0) * (m(1, 1) * m(2, 2) - m(1, 2) * m(2, 1)) -
+         m(0, 1) * (m(1, 0) * m(2, 2) - m(1, 2) * m(2, 0)) +
+         m(0, 2) * (m(1, 0) * m(2, 1) - m(1, 1) * m(2, 0));
+}
+
+// Both centroids in one pass: six independent float sums in index order,
+// then each sum times 1/n (itself rounded to float).
+void Centroids(const KbVector3f* a, const KbVector3f* b, unsigned int n, KbVector3f& c1,
+               KbVector3f& c2) {
+  KbVector3f sumA, sumB;
+  for (unsigned int i = 0; i < n; ++i) {
+    sumA += a[i];
+    sumB += b[i];
+  }
+  const float inverse = 1.0f / static_cast<float>(n);
+  c1 = sumA * inverse;
+  c2 = sumB * inverse;
+}
+
+// Sums of the squared lengths of both centred sets, in index order.
+void SquaredSums(const KbVector3f* a, const KbVector3f* b, unsigned int n, const KbVector3f& c1,
+                 const KbVector3f& c2, float& sumA, float& sumB) {
+  sumA = 0.0f;
+  sumB = 0.0f;
+  for (unsigned int i = 0; i < n; ++i) {
+    sumA += (a[i] - c1).SquaredLength();
+    sumB += (b[i] - c2).SquaredLength();
+  }
+}
+
+// H(r, c) = sum over i of b_i[r] * a_i[c] in double, a_i = (A_i - c1) * s1
+// and b_i = (B_i - c2) * s2 recomputed in float on the fly (the same bits
+// as stored centred copies, without the memory traffic). The float
+// products are exact in double; only the sums round, each in index order.
+// `Scale` is false when there is no normalisation: a multiplication by 1
+// would change nothing, so it is skipped.
+template <unsigned int Order, bool Scale>
+void CrossCovariance(const KbVector3f* a, const KbVector3f* b, unsigned int n, const KbVector3f& c1,
+                     const KbVector3f& c2, float s1, float s2, double (&h)[Order][Order]) {
+  double sum[Order][Order] = {};
+  for (unsigned int i = 0; i < n; ++i) {
+    KbVector3f ai = a[i] - c1;
+    KbVector3f bi = b[i] - c2;
+    if constexpr (Scale) {
+      ai = ai * s1;
+      bi = bi * s2;
+    }
+    double ad[Order], bd[Order];
+    for (unsigned int k = 0; k < Order; ++k) {
+      ad[k] = ai[k];
+      bd[k] = bi[k];
+    }
+    for (unsigned int r = 0; r < Order; ++r) {
+      for (unsigned int c = 0; c < Order; ++c) sum[r][c] += bd[r] * ad[c];
+    }
+  }
+  for (unsigned int r = 0; r < Order; ++r) {
+    for (unsigned int c = 0; c < Order; ++c) h[r][c] = sum[r][c];
+  }
+}
+
+template <unsigned int Order>
+KoArray2D<double> CovarianceMatrix(const KbVector3f* a, const KbVector3f* b, unsigned int n,
+                                   const KbVector3f& c1, const KbVector3f& c2, bool scale, float s1,
+                                   float s2) {
+  double h[Order][Order];
+  if (scale) {
+    CrossCovariance<Order, true>(a, b, n, c1, c2, s1, s2, h);
+  } else {
+    CrossCovariance<Order, false>(a, b, n, c1, c2, s1, s2, h);
+  }
+  KoArray2D<double> matrix(Order, Order);
+  for (unsigned int r = 0; r < Order; ++r) {
+    for (unsigned int c = 0; c < Order; ++c) matrix(c, r) = h[r][c];
+  }
+  return matrix;
+}
+
+void WriteVector(KbStreamWriteBinary& stream, const KbVector3f& v) {
+  stream.WriteFloat(v.x);
+  stream.WriteFloat(v.y);
+  stream.WriteFloat(v.z);
+}
+
+KbVector3f ReadVector(KbStreamReadBinary& stream) {
+  KbVector3f v;
+  v.x = stream.ReadFloat();
+  v.y = stream.ReadFloat();
+  v.z = stream.ReadFloat();
+  return v;
+}
+
+bool IsWithinSquaredDistance(const KbVector3f& a, const KbVector3f& b) {
+  return (a - b).SquaredLength() <= c_fSquaredDistanceTolerance;
+}
+
+}  // namespace
+
+// The owned side of a unit test: the two sets the inputs point at while a
+// record is replayed, and the results the record expects.
+struct KoProcrustes::SUnitTestData {
+  struct SExpected {
+    KbVector3f firstCenter;
+    KbVector3f secondCenter;
+    KbVector3f translation;
+    std::optional<KbMatrix4Rf> rotation;
+    std::optional<std::pair<float, float>> scalings;
+  };
+
+  KbArray<KbVector3f> first;
+  KbArray<KbVector3f> second;
+  std::optional<SExpected> expected;
+};
+
+KoProcrustes::KoProcrustes() = default;
+KoProcrustes::~KoProcrustes() = default;
+
+const wchar_t* KoProcrustes::GetClassNameW() const {
+  return GetRTTI().GetName();
+}
+
+void KoProcrustes::SetInput(const KbArray<KbVector3f>& first, const KbArray<KbVector3f>& second) {
+  m_pFirst = &first;
+  m_pSecond = &second;
+  setInputChanged();
+}
+
+bool KoProcrustes::checkPreConditions() const {
+  return m_pFirst != nullptr && m_pSecond != nullptr &&
+         m_pFirst->GetSize() == m_pSecond->GetSize() && m_pFirst->GetSize() >= 3;
+}
+
+void KoProcrustes::compute() {
+  const KbVector3f* a = m_pFirst->GetData();
+  const KbVector3f* b = m_pSecond->GetData();
+  const unsigned int n = m_pFirst->GetSize();
+
+  Centroids(a, b, n, m_firstCenter, m_secondCenter);
+  m_translation = m_firstCenter - m_secondCenter;
+  m_rotation = KbMatrix4Rf();
+  if (m_flags.IsSet(eTranslationOnly)) {
+    m_hasRotation = false;
+    return;
+  }
+
+  const bool normalize = m_flags.IsSet(eNormalizeScale);
+  if (normalize) {
+    float sumA = 0.0f, sumB = 0.0f;
+    SquaredSums(a, b, n, m_firstCenter, m_secondCenter, sumA, sumB);
+    m_hasScalings = true;
+    m_firstScaling = 1.0f / std::sqrt(sumA);
+    m_secondScaling = 1.0f / std::sqrt(sumB);
+  }
+
+  const bool planar = m_flags.IsSet(ePlanar);
+  const unsigned int order = planar ? 2 : 3;
+  const KoArray2D<double> h = planar
+                                  ? CovarianceMatrix<2>(a, b, n, m_firstCenter, m_secondCenter,
+                                                        normalize, m_firstScaling, m_secondScaling)
+                                  : CovarianceMatrix<3>(a, b, n, m_firstCenter, m_secondCenter,
+                                                        normalize, m_firstScaling, m_secondScaling);
+
+  KoSingularValueDecomposition<double> svd;
+  svd.GetFlags().Set(KoSingularValueDecomposition<double>::eSortDecreasing);
+  svd.SetInput(h);
+  // A square two-dimensional input always meets the decomposition's
+  // pre-conditions; non-convergence throws out of Compute.
+  if (!svd.Compute(KoAlgorithm::eComputeNested)) throw KbException();
+  KoArray2D<double> uFactor, vFactor;
+  svd.GetU(uFactor);
+  svd.GetV(vFactor);
+  const CMatrix3d u = Embed(uFactor, order);
+  const CMatrix3d v = Embed(vFactor, order);
+
+  // d is about +1 or -1 and is used unrounded.
+  double d[3] = {1.0, 1.0, 1.0};
+  if (!m_flags.IsSet(eAllowReflection)) d[order - 1] = DeterminantOfProduct(v, u, planar);
+  const CMatrix3d r = TimesDiagonalTimesTransposed(v, d, u);
+
+  // R maps column vectors; the row-vector matrix is its transpose.
+  for (unsigned int i = 0; i < 3; ++i) {
+    for (unsigned int j = 0; j < 3; ++j) m_rotation(i, j) = static_cast<float>(r(j, i));
+  }
+  m_hasRotation = true;
+}
+
+void KoProcrustes::GetOutput(KbVector3f& translation) const {
+  checkOutputData();
+  translation = m_translation;
+}
+
+void KoProcrustes::GetOutput(KbVector3f& translation, KbMatrix4Rf& rotation) const {
+  checkOutputData();
+  translation = m_translation;
+  rotation = m_rotation;
+}
+
+void KoProcrustes::GetOutput(KoTransformation& t) const {
+  checkOutputData();
+  t.SetRotationPivot(m_firstCenter - m_translation, true);
+  t.SetRotation(m_rotation);
+  t.SetTranslation(m_translation);
+  if (m_flags.IsSet(eApplyScaling) && m_flags.IsSet(eNormalizeScale)) {
+    t.SetScaling(m_secondScaling / m_firstScaling);
+  }
+}
+
+void KoProcrustes::GetOutput(KbMatrix4Rf& matrix) const {
+  KoTransformation t;
+  GetOutput(t);
+  matrix = static_cast<const KbMatrix4Rf&>(t);
+}
+
+void KoProcrustes::GetCenters(KbVector3f& first, KbVector3f& second) const {
+  checkOutputData();
+  first = m_firstCenter;
+  second = m_secondCenter;
+}
+
+void KoProcrustes::GetScalings(float& first, float& second) const {
+  checkOutputData();
+  first = m_firstScaling;
+  second = m_secondScaling;
+}
+
+void KoProcrustes::serializeUnitTestInput(KbStreamWriteBinary& stream) const {
+  if (m_pFirst == nullptr || m_pSecond == nullptr) throw KbException();
+  stream.WriteVersion(c_uiInputVersion);
+  KoProcrustesBase::serializeUnitTestInput(stream);
+  stream.WriteUInt32(m_flags.GetBits());
+  m_pFirst->Serialize(stream);
+  m_pSecond->Serialize(stream);
+}
+
+// Everything is read into locals first, so a truncated or corrupt record
+// throws with the object as it was.
+void KoProcrustes::serializeUnitTestInput(KbStreamReadBinary& stream) {
+  const std::uint32_t version = stream.ReadAndCompareVersion(c_uiInputVersion);
+  if (version != c_uiInputVersion) throw KbExceptionWrongFileVersion(c_uiInputVersion, version);
+  KoProcrustesBase::serializeUnitTestInput(stream);
+  const std::uint32_t flags = stream.ReadUInt32();
+  KbArray<KbVector3f> first, second;
+  first.Serialize(stream);
+  second.Serialize(stream);
+
+  if (!m_pUnitTest) m_pUnitTest = std::make_unique<SUnitTestData>();
+  m_pUnitTest->first = std::move(first);
+  m_pUnitTest->second = std::move(second);
+  m_pUnitTest->expected.reset();
+  m_flags.SetBits(flags);
+  SetInput(m_pUnitTest->first, m_pUnitTest->second);
+}
+
+void KoProcrustes::serializeUnitTestOutput(KbStreamWriteBinary& stream) const {
+  stream.WriteVersion(c_uiOutputVersion);
+  KoProcrustesBase::serializeUnitTestOutput(stream);
+  WriteVector(stream, m_firstCenter);
+  WriteVector(stream, m_secondCenter);
+  WriteVector(stream, m_translation);
+  stream.WriteBool(m_hasRotation);
+  if (m_hasRotation) {
+    stream.WriteVersion(c_uiRotationVersion);
+    for (unsigned int i = 0; i < 16; ++i) stream.WriteFloat(m_rotation[i]);
+  }
+  stream.WriteBool(m_hasScalings);
+  if (m_hasScalings) {
+    stream.WriteFloat(m_firstScaling);
+    stream.WriteFloat(m_secondScaling);
+  }
+}
+
+void KoProcrustes::serializeUnitTestOutput(KbStreamReadBinary& stream) {
+  const std::uint32_t version = stream.ReadAndCompareVersion(c_uiOutputVersion);
+  if (!m_pUnitTest) throw KbException();
+  if (version != c_uiOutputVersion) throw KbExceptionWrongFileVersion(c_uiOutputVersion, version);
+  KoProcrustesBase::serializeUnitTestOutput(stream);
+  SUnitTestData::SExpected expected;
+  expected.firstCenter = ReadVector(stream);
+  expected.secondCenter = ReadVector(stream);
+  expected.translation = ReadVector(stream);
+  if (stream.ReadBool()) {
+    // The marker's own check is the stream's; its value is not needed.
+    stream.ReadAndCompareVersion(c_uiRotationVersion);
+    KbMatrix4Rf rotation;
+    for (unsigned int i = 0; i < 16; ++i) rotation[i] = stream.ReadFloat();
+    expected.rotation = rotation;
+  }
+  if (stream.ReadBool()) {
+    const float first = stream.ReadFloat();
+    expected.scalings.emplace(first, stream.ReadFloat());
+  }
+  m_pUnitTest->expected = expected;
+}
+
+void KoProcrustes::releaseUnitTestInput() {
+  m_pFirst = nullptr;
+  m_pSecond = nullptr;
+  m_pUnitTest.reset();
+}
+
+void KoProcrustes::releaseUnitTestOutput() {
+  if (m_pUnitTest) m_pUnitTest->expected.reset();
+}
+
+bool KoProcrustes::compareUnitTestResult() const {
+  if (!m_pUnitTest) throw KbException();
+  const SUnitTestData::SExpected& expected = m_pUnitTest->expected.value();
+  if (!IsWithinSquaredDistance(m_firstCenter, expected.firstCenter) ||
+      !IsWithinSquaredDistance(m_secondCenter, expected.secondCenter) ||
+      !IsWithinSquaredDistance(m_translation, expected.translation)) {
+    return false;
+  }
+  if (m_hasRotation != expected.rotation.has_value()) return false;
+  if (m_hasRotation) {
+    float sum = 0.0f;
+    for (unsigned int i = 0; i < 16; ++i) {
+      const float difference = m_rotation[i] - (*expected.rotation)[i];
+      sum += difference * difference;
+    }
+    if (!(sum <= c_fSquaredDistanceTolerance)) return false;
+  }
+  if (m_hasScalings != expected.scalings.has_value()) return false;
+  return !m_hasScalings ||
+         (std::fabs(m_firstScaling - expected.scalings->first) < c_fScalingTolerance &&
+          std::fabs(m_secondScaling - expected.scalings->second) < c_fScalingTolerance);
+}

@@ -1,0 +1,8 @@
+#include "math/registration/KoProcrustesBase.h"
+
+KoProcrustesBase::KoProcrustesBase() = default;
+KoProcrustesBase::~KoProcrustesBase() = default;
+
+const wchar_t* KoProcrustesBase::GetClassNameW() const {
+  return GetRTTI().GetName();
+}
