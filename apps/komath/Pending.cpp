@@ -1,4 +1,0 @@
-#include "Commands.h"
-namespace komath {
-void AddGpaCommand(CLI::App&) {}
-}  // namespace komath
