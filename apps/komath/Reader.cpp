@@ -146,18 +146,21 @@ double NumberReader::parseField(const char* begin, const char* end, std::size_t 
   } else {
     result = std::from_chars(p, end, value);
   }
-  const std::string where = "field " + std::to_string(field) + " " + Quote(begin, end);
+  // The message is built only on failure: this is the reader's hot path.
+  const auto fail = [&](const char* problem) {
+    Fail("field " + std::to_string(field) + " " + Quote(begin, end) + problem);
+  };
   if (result.ec == std::errc::result_out_of_range) {
-    Fail(where + " is out of the range of double precision");
+    fail(" is out of the range of double precision");
   }
-  if (result.ec != std::errc() || result.ptr != end) Fail(where + " is not a number");
+  if (result.ec != std::errc() || result.ptr != end) fail(" is not a number");
   if (negative) value = -value;
   if (m_options.finiteOnly && !std::isfinite(value)) {
-    Fail(where + " is not finite (NaN or infinity make no sense here)");
+    fail(" is not finite (NaN or infinity make no sense here)");
   }
   if (m_options.floatRange && std::isfinite(value) &&
       std::fabs(value) > double(std::numeric_limits<float>::max())) {
-    Fail(where + " is too large for single precision");
+    fail(" is too large for single precision");
   }
   return value;
 }
