@@ -56,7 +56,8 @@ void RunFit(const FitOptions& options) {
     residuals[i] = points[i].y - value;
     sumSquares += double(residuals[i]) * residuals[i];
   }
-  const double rms = std::sqrt(sumSquares / points.GetSize());
+  // Summed in double, reported in the data's own precision.
+  const float rms = float(std::sqrt(sumSquares / points.GetSize()));
 
   const std::span<const float> c(coefficients.GetData(), coefficients.GetSize());
   std::string text = "degree " + std::to_string(options.degree) + ", " +
