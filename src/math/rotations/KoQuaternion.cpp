@@ -9,8 +9,45 @@ constexpr float c_normTolerance = 4.7683716e-7f;  // 2^-21
 // From this |cos theta| on, Lerp replaces the spherical formula.
 constexpr float c_slerpLinear = 0.95f;
 
-// The vector part of the logarithm of a unit quaternion (w of the result
-// is 0); shared by Log and SquadPoint.
+// The members call these helpers rather than each other: a call between
+// exported members of a shared library goes through the PLT and is never
+// inlined.
+float norm(const KoQuaternion& q) {
+  return q.x * q.x + q.y * q.y + q.z * q.z + q.w * q.w;
+}
+
+float dot(const KoQuaternion& a, const KoQuaternion& b) {
+  return a.y * b.y + a.x * b.x + a.z * b.z + a.w * b.w;
+}
+
+KoQuaternion unit(const KoQuaternion& q) {
+  return q * (1 / std::sqrt(norm(q)));
+}
+
+// The Hamilton product a * b, term by term in the documented order.
+KoQuaternion product(const KoQuaternion& a, const KoQuaternion& b) {
+  return KoQuaternion(a.x * b.w + b.x * a.w + a.y * b.z - a.z * b.y,  //
+                      a.y * b.w + b.y * a.w + a.z * b.x - b.z * a.x,  //
+                      a.z * b.w + b.z * a.w + a.x * b.y - a.y * b.x,  //
+                      b.w * a.w - a.x * b.x - a.y * b.y - a.z * b.z);
+}
+
+KoQuaternion lerp(const KoQuaternion& a, const KoQuaternion& b, float t) {
+  return unit((b - a) * t + a);
+}
+
+KoQuaternion spherical(const KoQuaternion& a, const KoQuaternion& b, float t, float d) {
+  const float theta = std::acos(d);
+  return (a * std::sin((1 - t) * theta) + b * std::sin(t * theta)) * (1 / std::sin(theta));
+}
+
+KoQuaternion slerpNoInvert(const KoQuaternion& a, const KoQuaternion& b, float t) {
+  const float d = dot(a, b);
+  return (d > -c_slerpLinear && d < c_slerpLinear) ? spherical(a, b, t, d) : lerp(a, b, t);
+}
+
+// The vector part of the logarithm of a unit quaternion (w of the result is
+// 0); shared by Log and SquadPoint.
 KoQuaternion logarithm(const KoQuaternion& q) {
   const float theta = std::acos(q.w);
   const float s = std::sin(theta);
@@ -18,9 +55,12 @@ KoQuaternion logarithm(const KoQuaternion& q) {
   return KoQuaternion(theta * q.x / s, theta * q.y / s, theta * q.z / s, 0);
 }
 
-KoQuaternion spherical(const KoQuaternion& a, const KoQuaternion& b, float t, float d) {
-  const float theta = std::acos(d);
-  return (a * std::sin((1 - t) * theta) + b * std::sin(t * theta)) * (1 / std::sin(theta));
+KoQuaternion exponential(const KoQuaternion& q) {
+  const float theta = std::sqrt(q.x * q.x + q.y * q.y + q.z * q.z);
+  const float c = std::cos(theta);
+  if (!(theta > 0)) return KoQuaternion(0, 0, 0, c);  // sin(theta)/theta -> 1, times 0
+  const float s = std::sin(theta);
+  return KoQuaternion(q.x * s / theta, q.y * s / theta, q.z * s / theta, c);
 }
 
 }  // namespace
@@ -30,11 +70,7 @@ const KoQuaternion KoQuaternion::ZERO(0, 0, 0, 0);
 
 KoQuaternion::KoQuaternion(const KbVector3f& axis, float angle) {
   const float s = std::sin(angle * 0.5f);
-  x = axis.x * s;
-  y = axis.y * s;
-  z = axis.z * s;
-  w = std::cos(angle * 0.5f);
-  Normalize();
+  *this = unit(KoQuaternion(axis.x * s, axis.y * s, axis.z * s, std::cos(angle * 0.5f)));
 }
 
 KoQuaternion::KoQuaternion(const KbMatrix4Rf& m) {
@@ -68,20 +104,7 @@ KoQuaternion::KoQuaternion(const KbMatrix4Rf& m) {
     z = s * 0.25f;
     w = (m(1, 0) - m(0, 1)) / s;
   }
-  Normalize();
-}
-
-KbMatrix4Rf KoQuaternion::GetRotationMatrix() const {
-  const float n = Norm();
-  const float s = n > 0 ? 2 / n : 0;
-  const float ys = y * s;
-  const float zs = z * s;
-  const float xsx = x * s * x;
-  const float xsw = x * s * w;
-  return KbMatrix4Rf(1 - ys * y - zs * z, ys * x - zs * w, ys * w + zs * x, 0,  //
-                     zs * w + ys * x, (1 - xsx) - zs * z, zs * y - xsw, 0,      //
-                     zs * x - ys * w, zs * y + xsw, (1 - xsx) - ys * y, 0,      //
-                     0, 0, 0, 1);
+  *this = unit(*this);
 }
 
 float KoQuaternion::GetRotationAngle() const {
@@ -96,27 +119,27 @@ KbVector3f KoQuaternion::GetRotationAxis() const {
 }
 
 float KoQuaternion::Norm() const {
-  return x * x + y * y + z * z + w * w;
+  return norm(*this);
 }
 
 float KoQuaternion::Dot(const KoQuaternion& q) const {
-  return y * q.y + x * q.x + z * q.z + w * q.w;
+  return dot(*this, q);
 }
 
 bool KoQuaternion::IsNormalized() const {
-  return std::fabs(Norm() - 1) <= c_normTolerance;
+  return std::fabs(norm(*this) - 1) <= c_normTolerance;
 }
 
 KoQuaternion KoQuaternion::Unit() const {
-  return *this * (1 / std::sqrt(Norm()));
+  return unit(*this);
 }
 
 KoQuaternion& KoQuaternion::Normalize() {
-  return *this = Unit();
+  return *this = unit(*this);
 }
 
 KbVector3f KoQuaternion::Transform(const KbVector3f& v) const {
-  const KoQuaternion r = (Conj() * KoQuaternion(v)) * *this;
+  const KoQuaternion r = product(product(Conj(), KoQuaternion(v)), *this);
   return KbVector3f(r.x, r.y, r.z);
 }
 
@@ -125,61 +148,53 @@ KoQuaternion KoQuaternion::Log() const {
 }
 
 KoQuaternion KoQuaternion::Exp() const {
-  const float theta = std::sqrt(x * x + y * y + z * z);
-  const float c = std::cos(theta);
-  if (!(theta > 0)) return KoQuaternion(0, 0, 0, c);  // sin(theta)/theta -> 1, times 0
-  const float s = std::sin(theta);
-  return KoQuaternion(x * s / theta, y * s / theta, z * s / theta, c);
+  return exponential(*this);
 }
 
 KoQuaternion KoQuaternion::operator*(const KoQuaternion& q) const {
-  return KoQuaternion(x * q.w + q.x * w + y * q.z - z * q.y,  //
-                      y * q.w + q.y * w + z * q.x - q.z * x,  //
-                      z * q.w + q.z * w + x * q.y - y * q.x,  //
-                      q.w * w - x * q.x - y * q.y - z * q.z);
+  return product(*this, q);
 }
 
 KoQuaternion& KoQuaternion::operator*=(const KoQuaternion& q) {
-  return *this = *this * q;
+  return *this = product(*this, q);
 }
 
 KoQuaternion KoQuaternion::operator/(const KoQuaternion& q) const {
-  return (*this * q.Conj()) * (1 / q.Norm());
+  return product(*this, q.Conj()) * (1 / norm(q));
 }
 
 KoQuaternion& KoQuaternion::operator/=(const KoQuaternion& q) {
-  return *this = *this * (q.Conj() * (1 / q.Norm()));
+  return *this = product(*this, q.Conj() * (1 / norm(q)));
 }
 
 KoQuaternion KoQuaternion::Lerp(const KoQuaternion& a, const KoQuaternion& b, float t) {
-  return ((b - a) * t + a).Unit();
+  return lerp(a, b, t);
 }
 
 KoQuaternion KoQuaternion::Slerp(const KoQuaternion& a, const KoQuaternion& b, float t) {
-  float d = a.Dot(b);
-  const KoQuaternion near = d < 0 ? -b : b;
-  if (d < 0) d = -d;
-  return d < c_slerpLinear ? spherical(a, near, t, d) : Lerp(a, near, t);
+  const float d = dot(a, b);
+  // The shorter arc: -b is the same rotation as b.
+  if (d < 0) return -d < c_slerpLinear ? spherical(a, -b, t, -d) : lerp(a, -b, t);
+  return d < c_slerpLinear ? spherical(a, b, t, d) : lerp(a, b, t);
 }
 
 KoQuaternion KoQuaternion::SlerpNoInvert(const KoQuaternion& a, const KoQuaternion& b, float t) {
-  const float d = a.Dot(b);
-  return (d > -c_slerpLinear && d < c_slerpLinear) ? spherical(a, b, t, d) : Lerp(a, b, t);
+  return slerpNoInvert(a, b, t);
 }
 
 KoQuaternion KoQuaternion::Squad(const KoQuaternion& p, const KoQuaternion& q,
                                  const KoQuaternion& a, const KoQuaternion& b, float t) {
-  const KoQuaternion inner = SlerpNoInvert(a, b, t);
-  const KoQuaternion outer = SlerpNoInvert(p, q, t);
-  return SlerpNoInvert(outer, inner, (t + t) * (1 - t));
+  const KoQuaternion inner = slerpNoInvert(a, b, t);
+  const KoQuaternion outer = slerpNoInvert(p, q, t);
+  return slerpNoInvert(outer, inner, (t + t) * (1 - t));
 }
 
 KoQuaternion KoQuaternion::SquadPoint(const KoQuaternion& prev, const KoQuaternion& cur,
                                       const KoQuaternion& next) {
   const KoQuaternion c = cur.Conj();
-  const KoQuaternion l1 = logarithm(c * prev);
-  const KoQuaternion l2 = logarithm(c * next);
+  const KoQuaternion l1 = logarithm(product(c, prev));
+  const KoQuaternion l2 = logarithm(product(c, next));
   // The scalar part comes out as (0 + 0) * -0.25 = -0; Exp ignores it.
   const KoQuaternion e = (l2 + l1) * -0.25f;
-  return cur * e.Exp();
+  return product(cur, exponential(e));
 }
