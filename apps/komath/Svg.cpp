@@ -32,7 +32,7 @@ std::string Number(double value) {
   return text;
 }
 
-// Maps the projection of one view into its panel, keeping the aspect ratio.
+// Maps the projection of one view into its panel, one scale for both axes.
 struct Frame {
   double minU, minV, scale, left, bottom;
   double X(const KbVector3d& p, const View& view) const {
