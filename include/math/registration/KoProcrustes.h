@@ -30,10 +30,12 @@
 // Bad input: fewer than 3 points, unequal counts or a missing set make
 // Compute return false. Nothing else is guarded, on purpose: a set whose
 // points are all equal has a zero sum of squares, so eNormalizeScale gives
-// an infinite scaling and NaN points; NaN or infinite coordinates reach the
-// decomposition, which throws KbException when it does not converge (and
-// otherwise NaN results come out). Collinear and coplanar sets succeed with
-// whatever rotation the decomposition gives.
+// an infinite scaling and NaN points. NaN (or infinite) values that reach
+// the covariance keep the decomposition from converging, and Compute throws
+// KbException; a NaN that does not reach it (a z coordinate with ePlanar
+// and no normalisation) only shows in the centroids and the translation.
+// Collinear and coplanar sets succeed with whatever rotation the
+// decomposition gives.
 #pragma once
 
 #include <cstdint>

@@ -30,7 +30,7 @@ T Sign(T a, T b) {
 // sqrt(a² + b²) without destructive overflow or underflow: the larger
 // magnitude is factored out. Both zero gives 0.
 template <class T>
-T Hypotenuse(T a, T b) {
+[[gnu::always_inline]] inline T Hypotenuse(T a, T b) {
   const T p = std::fabs(a);
   const T q = std::fabs(b);
   if (p > q) return p * std::sqrt(T(1) + (q / p) * (q / p));
@@ -50,12 +50,18 @@ bool Negligible(T x, T anorm) {
 // included (they start from 0), so the results are the routine's bit for
 // bit.
 template <class T>
-void Decompose(KoArray2D<T>& uArray, KoMatrixDiagonal<T>& w, KoArray2D<T>& vArray) {
+void Decompose(KoArray2D<T>& uArray, KoMatrixDiagonal<T>& diagonal, KoArray2D<T>& vArray) {
   const RowMajor<T> a(uArray);
   const RowMajor<T> v(vArray);
   const int m = int(uArray.GetHeight());
   const int n = int(uArray.GetWidth());
-  std::vector<T> rv1(std::size_t(n), T(0));
+  // The superdiagonal work vector, on the stack for the small shapes.
+  T rv1Small[4] = {};
+  std::vector<T> rv1Large(n > 4 ? std::size_t(n) : 0, T(0));
+  T* const rv1 = n > 4 ? rv1Large.data() : rv1Small;
+  // Straight to the diagonal's storage: through its virtual accessor every
+  // element access would be an opaque call.
+  T* const w = diagonal.GetData();
   T g = 0, scale = 0, anorm = 0, s = 0, f = 0, h = 0;
   int l = 0;
 
@@ -84,7 +90,7 @@ void Decompose(KoArray2D<T>& uArray, KoMatrixDiagonal<T>& w, KoArray2D<T>& vArra
         for (int k = i; k < m; ++k) a(k, i) *= scale;
       }
     }
-    w(i) = scale * g;
+    w[i] = scale * g;
     g = s = scale = 0;
     if (i < m && i != n - 1) {
       for (int k = l; k < n; ++k) scale += std::fabs(a(i, k));
@@ -106,7 +112,7 @@ void Decompose(KoArray2D<T>& uArray, KoMatrixDiagonal<T>& w, KoArray2D<T>& vArra
         for (int k = l; k < n; ++k) a(i, k) *= scale;
       }
     }
-    const T bound = std::fabs(w(i)) + std::fabs(rv1[i]);
+    const T bound = std::fabs(w[i]) + std::fabs(rv1[i]);
     anorm = anorm > bound ? anorm : bound;
   }
 
@@ -132,7 +138,7 @@ void Decompose(KoArray2D<T>& uArray, KoMatrixDiagonal<T>& w, KoArray2D<T>& vArra
   // Accumulation of the left-hand transformations.
   for (int i = (m < n ? m : n) - 1; i >= 0; --i) {
     l = i + 1;
-    g = w(i);
+    g = w[i];
     for (int j = l; j < n; ++j) a(i, j) = 0;
     if (g != T(0)) {
       g = T(1) / g;
@@ -165,10 +171,10 @@ void Decompose(KoArray2D<T>& uArray, KoMatrixDiagonal<T>& w, KoArray2D<T>& vArra
           cancel = false;
           break;
         }
-        if (Negligible(w(nm), anorm)) break;
+        if (Negligible(w[nm], anorm)) break;
       }
       if (cancel) {
-        // w(nm) is negligible: chase rv1[l] out of the matrix by Givens
+        // w[nm] is negligible: chase rv1[l] out of the matrix by Givens
         // rotations from the left, applied to U.
         T c = 0;
         s = 1;
@@ -176,9 +182,9 @@ void Decompose(KoArray2D<T>& uArray, KoMatrixDiagonal<T>& w, KoArray2D<T>& vArra
           f = s * rv1[i];
           rv1[i] = c * rv1[i];
           if (Negligible(f, anorm)) break;
-          g = w(i);
+          g = w[i];
           h = Hypotenuse(f, g);
-          w(i) = h;
+          w[i] = h;
           h = T(1) / h;
           c = g * h;
           s = -f * h;
@@ -190,12 +196,12 @@ void Decompose(KoArray2D<T>& uArray, KoMatrixDiagonal<T>& w, KoArray2D<T>& vArra
           }
         }
       }
-      T z = w(k);
+      T z = w[k];
       if (l == k) {
         // Converged; the value is made non-negative with the sign moved into
         // V's column.
         if (z < T(0)) {
-          w(k) = -z;
+          w[k] = -z;
           for (int j = 0; j < n; ++j) v(j, k) = -v(j, k);
         }
         break;
@@ -203,9 +209,9 @@ void Decompose(KoArray2D<T>& uArray, KoMatrixDiagonal<T>& w, KoArray2D<T>& vArra
       if (sweeps == c_maxSweeps) throw KbException();
 
       // Shift from the bottom 2x2 minor.
-      T x = w(l);
+      T x = w[l];
       nm = k - 1;
-      T y = w(nm);
+      T y = w[nm];
       g = rv1[nm];
       h = rv1[k];
       f = ((y - z) * (y + z) + (g - h) * (g + h)) / (T(2) * h * y);
@@ -218,7 +224,7 @@ void Decompose(KoArray2D<T>& uArray, KoMatrixDiagonal<T>& w, KoArray2D<T>& vArra
       for (int j = l; j <= nm; ++j) {
         const int i = j + 1;
         g = rv1[i];
-        y = w(i);
+        y = w[i];
         h = s * g;
         g = c * g;
         z = Hypotenuse(f, h);
@@ -236,7 +242,7 @@ void Decompose(KoArray2D<T>& uArray, KoMatrixDiagonal<T>& w, KoArray2D<T>& vArra
           v(jj, i) = z * c - x * s;
         }
         z = Hypotenuse(f, h);
-        w(j) = z;
+        w[j] = z;
         // A zero z (rotation undefined) keeps the previous c and s.
         if (z != T(0)) {
           z = T(1) / z;
@@ -254,7 +260,7 @@ void Decompose(KoArray2D<T>& uArray, KoMatrixDiagonal<T>& w, KoArray2D<T>& vArra
       }
       rv1[l] = 0;
       rv1[k] = f;
-      w(k) = x;
+      w[k] = x;
     }
   }
 }
