@@ -21,7 +21,7 @@ packages=(g++ cmake ninja-build pkg-config googletest libgtest-dev libbenchmark-
 
 install_dependencies() {
   local missing=()
-  for package in "${packages[@]}"; do
+  for package in "${packages[@]}" "$@"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" ||
       missing+=("$package")
   done
@@ -63,7 +63,7 @@ case "${1:-align}" in
     "$build_dir/examples/komath_tour"
     ;;
   bench)
-    install_dependencies
+    install_dependencies libopencv-dev  # the grid filters' peer, for the benchmarks only
     configure -DKOMATH_BUILD_BENCH=ON -DCMAKE_BUILD_TYPE=Release
     cmake --build "$build_dir" -j "$jobs"
     for program in "$build_dir"/bench/*_bench; do

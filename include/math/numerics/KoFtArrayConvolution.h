@@ -54,8 +54,8 @@ class KOMATH_API KoFtArrayConvolution : public KoFtAlgorithm {
 
  public:
   // On a circle the kernel may span at most this many periods. Beyond it
-  // the result equals the mean to float precision (the tent damps every
-  // harmonic by at least (period / (pi h))^2 < 1e-7), while the sweeps
+  // the result equals the mean to float precision (the tent multiplies
+  // every harmonic by at most (period / (pi h))^2 < 1e-7), while the sweeps
   // would still walk every lap sample by sample, and never end for an
   // infinite h.
   static constexpr float c_fMaxPeriodsPerHalfWidth = 1024.0f;

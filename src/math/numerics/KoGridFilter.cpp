@@ -26,13 +26,9 @@ using EBorder = KoGridFilter::EBorder;
 typedef float V8 __attribute__((vector_size(32)));
 constexpr std::size_t c_uiLanes = 8;
 
-// Unaligned loads and stores, and acc += w * p[0 .. 7]. Vectors never
+// Unaligned stores, and acc += w * p[0 .. 7] with an unaligned load. Vectors never
 // cross a function boundary by value, which would tie the baseline build to
 // the AVX calling convention.
-KO_GRID_INLINE void Load(V8& v, const float* p) {
-  std::memcpy(&v, p, sizeof v);
-}
-
 KO_GRID_INLINE void Store(float* p, const V8& v) {
   std::memcpy(p, &v, sizeof v);
 }
@@ -67,36 +63,40 @@ void PadLine(float* line, std::int64_t n, std::int64_t pad, EBorder border) {
   }
 }
 
-// acc[x] (+)= sum over k = 0 .. taps-1 of w[k] * line[x + k], summed in
-// that order onto acc[x] (add) or onto 0. Four vectors per block keep four
-// independent sums in flight.
-KO_GRID_INLINE void Correlate(const float* line, const float* w, unsigned int taps, std::size_t n,
-                              float* acc, bool add) {
+// out[x] = sum over c = 0 .. count-1, then k = 0 .. taps-1, of
+// w[c][k] * lines[c][x + k], summed in that order onto 0. Four vectors per
+// block keep four independent sums in flight, in registers across all
+// lines.
+KO_GRID_INLINE void Correlate(const float* const* lines, const float* const* w, unsigned int count,
+                              unsigned int taps, std::size_t n, float* out) {
   std::size_t x = 0;
   for (; x + 4 * c_uiLanes <= n; x += 4 * c_uiLanes) {
     V8 a0 = {}, a1 = {}, a2 = {}, a3 = {};
-    if (add)
-      Load(a0, acc + x), Load(a1, acc + x + 8), Load(a2, acc + x + 16), Load(a3, acc + x + 24);
-    for (unsigned int k = 0; k < taps; ++k) {
-      const float wk = w[k];
-      const float* p = line + x + k;
-      MulAdd(a0, wk, p);
-      MulAdd(a1, wk, p + 8);
-      MulAdd(a2, wk, p + 16);
-      MulAdd(a3, wk, p + 24);
+    for (unsigned int c = 0; c < count; ++c) {
+      for (unsigned int k = 0; k < taps; ++k) {
+        const float wk = w[c][k];
+        const float* p = lines[c] + x + k;
+        MulAdd(a0, wk, p);
+        MulAdd(a1, wk, p + 8);
+        MulAdd(a2, wk, p + 16);
+        MulAdd(a3, wk, p + 24);
+      }
     }
-    Store(acc + x, a0), Store(acc + x + 8, a1), Store(acc + x + 16, a2), Store(acc + x + 24, a3);
+    Store(out + x, a0), Store(out + x + 8, a1), Store(out + x + 16, a2), Store(out + x + 24, a3);
   }
   for (; x + c_uiLanes <= n; x += c_uiLanes) {
     V8 a = {};
-    if (add) Load(a, acc + x);
-    for (unsigned int k = 0; k < taps; ++k) MulAdd(a, w[k], line + x + k);
-    Store(acc + x, a);
+    for (unsigned int c = 0; c < count; ++c) {
+      for (unsigned int k = 0; k < taps; ++k) MulAdd(a, w[c][k], lines[c] + x + k);
+    }
+    Store(out + x, a);
   }
   for (; x < n; ++x) {
-    float a = add ? acc[x] : 0.0f;
-    for (unsigned int k = 0; k < taps; ++k) a += w[k] * line[x + k];
-    acc[x] = a;
+    float a = 0.0f;
+    for (unsigned int c = 0; c < count; ++c) {
+      for (unsigned int k = 0; k < taps; ++k) a += w[c][k] * lines[c][x + k];
+    }
+    out[x] = a;
   }
 }
 
@@ -164,7 +164,8 @@ KO_GRID_INLINE void SeparablePlane(const float* in, unsigned int width, unsigned
                                            scratch.lines.data(), scratch.weights.data());
     Combine(scratch.lines.data(), scratch.weights.data(), count, width, scratch.line.data() + r);
     PadLine(scratch.line.data(), width, r, border);
-    Correlate(scratch.line.data(), w, taps, width, out + std::size_t(y) * width, false);
+    const float* line = scratch.line.data();
+    Correlate(&line, &w, 1, taps, width, out + std::size_t(y) * width);
   }
 }
 
@@ -189,35 +190,32 @@ KO_GRID_ROUTINE void Separable3D(const float* in, unsigned int width, unsigned i
   }
 }
 
-// One output row of a full kernel: every kernel row (kernel slice outer)
-// whose source row exists adds its correlation onto the zeroed row.
-KO_GRID_INLINE void FullRow(const float* in, unsigned int width, unsigned int height,
-                            unsigned int depth, const float* kernel, unsigned int kw,
-                            unsigned int kh, unsigned int kd, unsigned int y, unsigned int z,
-                            float* out, EBorder border, float* line) {
-  const std::int64_t cx = kw / 2, cy = kh / 2, cz = kd / 2;
-  std::fill_n(out, width, 0.0f);
-  for (unsigned int k = 0; k < kd; ++k) {
-    const std::int64_t sz = MapIndex(std::int64_t(z) + k - cz, depth, border);
-    if (sz < 0) continue;
-    for (unsigned int j = 0; j < kh; ++j) {
-      const std::int64_t sy = MapIndex(std::int64_t(y) + j - cy, height, border);
-      if (sy < 0) continue;
-      std::copy_n(in + (std::size_t(sz) * height + std::size_t(sy)) * width, width, line + cx);
-      PadLine(line, width, cx, border);
-      Correlate(line, kernel + (std::size_t(k) * kh + j) * kw, kw, width, out, true);
-    }
-  }
-}
-
+// A full kernel, row by row of the output: the padded source rows of every
+// kernel row whose source exists (kernel slices outer), then one pass.
 KO_GRID_ROUTINE void Full(const float* in, unsigned int width, unsigned int height,
                           unsigned int depth, const float* kernel, unsigned int kw, unsigned int kh,
                           unsigned int kd, float* out, EBorder border) {
-  std::vector<float> line(std::size_t(width) + 2 * (kw / 2));
+  const std::int64_t cx = kw / 2, cy = kh / 2, cz = kd / 2;
+  const std::size_t stride = std::size_t(width) + 2 * cx;
+  std::vector<float> padded(stride * kh * kd);
+  std::vector<const float*> lines(std::size_t(kh) * kd), weights(std::size_t(kh) * kd);
   for (unsigned int z = 0; z < depth; ++z) {
     for (unsigned int y = 0; y < height; ++y) {
-      FullRow(in, width, height, depth, kernel, kw, kh, kd, y, z,
-              out + (std::size_t(z) * height + y) * width, border, line.data());
+      unsigned int count = 0;
+      for (unsigned int k = 0; k < kd; ++k) {
+        const std::int64_t sz = MapIndex(std::int64_t(z) + k - cz, depth, border);
+        for (unsigned int j = 0; j < kh && sz >= 0; ++j) {
+          const std::int64_t sy = MapIndex(std::int64_t(y) + j - cy, height, border);
+          if (sy < 0) continue;
+          float* line = padded.data() + count * stride;
+          std::copy_n(in + (std::size_t(sz) * height + std::size_t(sy)) * width, width, line + cx);
+          PadLine(line, width, cx, border);
+          lines[count] = line;
+          weights[count++] = kernel + (std::size_t(k) * kh + j) * kw;
+        }
+      }
+      Correlate(lines.data(), weights.data(), count, kw, width,
+                out + (std::size_t(z) * height + y) * width);
     }
   }
 }

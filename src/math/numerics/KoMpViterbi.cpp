@@ -2,6 +2,7 @@
 
 #include <cfloat>
 #include <cstdint>
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -9,41 +10,51 @@ namespace {
 
 constexpr std::uint32_t c_uiNoState = 0xFFFFFFFFu;
 
-// The decision of one recursion step over x_i = best(i, t-1) + A(i, j),
-// i = 0 .. n-1: the last i with x_i >= the running maximum, started at
-// -DBL_MAX. That is the last i whose x_i equals the largest x that is at
-// least -DBL_MAX (a NaN or -inf never replaces anything, and every later
-// candidate below the maximum is skipped), so the maximum is found first
-// with four independent running maxima, which breaks the dependency chain
-// of one, and the position by a scan from the end. The maximum returned is
-// x_arg itself, so even the sign of a zero matches the one-pass rule.
-inline double BestPredecessor(const double* best, const double* column, unsigned int n,
-                              std::uint32_t& arg) {
-  double lane[4] = {-DBL_MAX, -DBL_MAX, -DBL_MAX, -DBL_MAX};
-  unsigned int i = 0;
-  for (; i + 4 <= n; i += 4) {
-    for (unsigned int l = 0; l < 4; ++l) {
-      const double x = best[i + l] + column[i + l];
-      if (x >= lane[l]) lane[l] = x;
+// One recursion step for every state j at once: over i = 0 .. n-1 in
+// increasing order, x = best(i) + A(i, j), and x >= m(j) makes x the new
+// m(j) and i the new arg(j), m(j) starting at -DBL_MAX with no arg. Running
+// i outermost keeps that order for each j while the states j form vector
+// lanes reading A's rows contiguously. The indices ride along as doubles
+// (exact below 2^53), -1 for none.
+typedef double V4 __attribute__((vector_size(32)));
+constexpr unsigned int c_uiLanes = 4;
+constexpr unsigned int c_uiBlock = 4 * c_uiLanes;
+
+inline __attribute__((always_inline)) void Take(V4& m, V4& arg, const V4& x, const V4& i) {
+  const auto take = x >= m;  // false for NaN, and for -inf below -DBL_MAX
+  m = take ? x : m;
+  arg = take ? i : arg;
+}
+
+#if defined(__x86_64__) || defined(__i386__)
+__attribute__((target_clones("avx2", "default")))
+#endif
+void BestPredecessors(const double* best, const double* transition, unsigned int n, double* m,
+                      double* arg) {
+  unsigned int j = 0;
+  for (; j + c_uiBlock <= n; j += c_uiBlock) {
+    V4 lanes[4], args[4];
+    for (unsigned int l = 0; l < 4; ++l) lanes[l] = V4{} - DBL_MAX, args[l] = V4{} - 1.0;
+    for (unsigned int i = 0; i < n; ++i) {
+      const V4 index = V4{} + double(i);
+      const double* row = transition + std::size_t(i) * n + j;
+      for (unsigned int l = 0; l < 4; ++l) {
+        V4 a;
+        std::memcpy(&a, row + l * c_uiLanes, sizeof a);
+        Take(lanes[l], args[l], best[i] + a, index);
+      }
+    }
+    std::memcpy(m + j, lanes, sizeof lanes);
+    std::memcpy(arg + j, args, sizeof args);
+  }
+  for (; j < n; ++j) {
+    m[j] = -DBL_MAX;
+    arg[j] = -1.0;
+    for (unsigned int i = 0; i < n; ++i) {
+      const double x = best[i] + transition[std::size_t(i) * n + j];
+      if (x >= m[j]) m[j] = x, arg[j] = i;
     }
   }
-  for (; i < n; ++i) {
-    const double x = best[i] + column[i];
-    if (x >= lane[0]) lane[0] = x;
-  }
-  double maximum = lane[0];
-  for (unsigned int l = 1; l < 4; ++l) {
-    if (lane[l] >= maximum) maximum = lane[l];
-  }
-  for (unsigned int k = n; k-- > 0;) {
-    const double x = best[k] + column[k];
-    if (x == maximum) {
-      arg = k;
-      return x;
-    }
-  }
-  arg = c_uiNoState;  // no candidate counted
-  return -DBL_MAX;
 }
 
 }  // namespace
@@ -91,27 +102,25 @@ void KoMpViterbi::compute() {
   const KbArray<unsigned int>& o = *input.observations;
   const unsigned int steps = o.GetSize();
 
-  // A(i, j) stored transposed, at j * n + i, so that the recursion reads
-  // the candidates of one state contiguously.
+  // A(i, j) at i * n + j, in the order the scores are asked for.
   std::vector<double> transition(std::size_t(n) * n);
-  for (unsigned int i = 0; i < n; ++i) {
-    for (unsigned int j = 0; j < n; ++j)
-      transition[std::size_t(j) * n + i] = input.transitionScore(i, j);
+  for (std::size_t k = 0, i = 0; i < n; ++i) {
+    for (unsigned int j = 0; j < n; ++j) transition[k++] = input.transitionScore(i, j);
   }
   // Only two columns of best scores are alive at a time; the back-pointers
   // of every step are kept, step by step (entry t * n + j).
-  std::vector<double> previous(n), current(n);
+  std::vector<double> previous(n), current(n), m(n), arg(n);
   std::vector<std::uint32_t> back(std::size_t(n) * steps, c_uiNoState);
   for (unsigned int s = 0; s < n; ++s) {
     const double emission = input.emissionScore(s, o[0]);
     previous[s] = input.initialScore(s) + emission;
   }
   for (unsigned int t = 1; t < steps; ++t) {
+    BestPredecessors(previous.data(), transition.data(), n, m.data(), arg.data());
     std::uint32_t* backOfStep = back.data() + std::size_t(t) * n;
     for (unsigned int j = 0; j < n; ++j) {
-      const double m = BestPredecessor(previous.data(), transition.data() + std::size_t(j) * n, n,
-                                       backOfStep[j]);
-      current[j] = input.emissionScore(j, o[t]) + m;
+      current[j] = input.emissionScore(j, o[t]) + m[j];
+      backOfStep[j] = arg[j] < 0 ? c_uiNoState : static_cast<std::uint32_t>(arg[j]);
     }
     previous.swap(current);
   }

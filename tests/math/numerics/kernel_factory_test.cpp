@@ -1,0 +1,111 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+#include "base/KbException.h"
+#include "math/numerics/KoConvolutionKernelFactory.h"
+
+namespace {
+
+using Factory = KoConvolutionKernelFactory;
+
+template <class Call>
+void ExpectThrowNaming(Call call, const std::string& argument) {
+  try {
+    call();
+    ADD_FAILURE() << "no exception for " << argument;
+  } catch (const KbException& e) {
+    EXPECT_NE(std::string(e.what()).find(argument), std::string::npos) << e.what();
+  }
+}
+
+TEST(KoConvolutionKernelFactory, GaussRowsArePascalsTriangleOverFourToTheRadius) {
+  std::vector<std::uint64_t> pascal{1};
+  for (unsigned int r = 0; r <= Factory::c_uiMaxGaussRadius; ++r) {
+    KbArray<float> row;
+    Factory::CreateGaussFilter(r, row);
+    ASSERT_EQ(row.GetSize(), 2 * r + 1);
+    float sum = 0;
+    for (unsigned int k = 0; k <= 2 * r; ++k) {
+      EXPECT_EQ(row[k], float(pascal[k]) / std::ldexp(1.0f, 2 * r)) << r << " " << k;
+      sum += row[k];
+    }
+    EXPECT_TRUE(r > 12 || sum == 1.0f) << r;
+    for (int step = 0; step < 2; ++step) {  // two rows further down the triangle
+      pascal.push_back(0);
+      for (std::size_t k = pascal.size() - 1; k > 0; --k) pascal[k] += pascal[k - 1];
+    }
+  }
+  KbArray<float> row{5};
+  ExpectThrowNaming([&] { Factory::CreateGaussFilter(16, row); }, "radius");
+  ExpectThrowNaming([&] { Factory::CreateMeanFilter(0x80000000u, row); }, "radius");
+  EXPECT_EQ(row, KbArray<float>{5});  // untouched
+  Factory::CreateMeanFilter(2, row);
+  EXPECT_EQ(row, (KbArray<float>{0.2f, 0.2f, 0.2f, 0.2f, 0.2f}));
+}
+
+TEST(KoConvolutionKernelFactory, StencilsAndSobelPairRowByRow) {
+  KoArray2D<float> laplace, dx, dy;
+  KoArray3D<float> laplace3;
+  Factory::CreateLaplaceFilter(laplace), Factory::CreateLaplaceFilter(laplace3);
+  Factory::CreateSobelKernels(dx, dy);
+  auto cells = [](const float* p, int n) { return std::vector<float>(p, p + n); };
+  EXPECT_EQ(cells(laplace.GetData(), 9), (std::vector<float>{0, 1, 0, 1, -4, 1, 0, 1, 0}));
+  EXPECT_EQ(cells(dx.GetData(), 9), (std::vector<float>{-1, 0, 1, -2, 0, 2, -1, 0, 1}));
+  EXPECT_EQ(cells(dy.GetData(), 9), (std::vector<float>{-1, -2, -1, 0, 0, 0, 1, 2, 1}));
+  const float* cube = laplace3.GetData();  // six 1s at the faces, -6 in the middle
+  EXPECT_TRUE(cube[13] == -6 && cube[4] == 1 && cube[22] == 1 && cube[10] == 1 && cube[12] == 1);
+  EXPECT_TRUE(std::count(cube, cube + 27, 0.0f) == 20 && std::count(cube, cube + 27, 1.0f) == 6);
+}
+
+// Ones on the cube, the count kernel without its centre: correlated with a
+// 0/1 grid they count the set neighbours, or show any set cell (> 0).
+TEST(KoConvolutionKernelFactory, NeighbourhoodKernelsAreOnesOnTheCube) {
+  KoArray2D<float> count, exists;
+  KoArray3D<float> count3, exists3;
+  Factory::CreateNeighbourhoodCount(2, count), Factory::CreateNeighbourhoodExistence(2, exists);
+  Factory::CreateNeighbourhoodCount(1, count3), Factory::CreateNeighbourhoodExistence(1, exists3);
+  ASSERT_TRUE(count.GetWidth() == 5 && exists.GetHeight() == 5 && count3.GetDepth() == 3);
+  EXPECT_EQ(std::count(count.GetData(), count.GetData() + 25, 1.0f), 24);
+  EXPECT_EQ(std::count(exists.GetData(), exists.GetData() + 25, 1.0f), 25);
+  EXPECT_TRUE(count(2, 2) == 0 && count3(1, 1, 1) == 0);
+  EXPECT_EQ(std::count(count3.GetData(), count3.GetData() + 27, 1.0f), 26);
+  EXPECT_EQ(std::count(exists3.GetData(), exists3.GetData() + 27, 1.0f), 27);
+}
+
+TEST(KoConvolutionKernelFactory, EllipsesOnTheSmallestOddGridAndBadRadii) {
+  for (auto [rx, ry, rz] :
+       std::vector<std::array<float, 3>>{{0, 0, 0}, {2, 1, 3}, {2.5f, 0.5f, 1.9f}}) {
+    KoArray2D<float> ellipse;
+    KoArray3D<float> ellipsoid;
+    Factory::CreateEllipse(rx, ry, ellipse), Factory::CreateEllipsoid(rx, ry, rz, ellipsoid);
+    const int hx = int(rx), hy = int(ry), hz = int(rz);
+    ASSERT_TRUE(ellipse.GetWidth() == 2u * hx + 1 && ellipse.GetHeight() == 2u * hy + 1);
+    ASSERT_EQ(ellipsoid.GetDepth(), 2u * hz + 1);
+    auto term = [](int offset, long double r) {
+      return offset == 0 ? 0 : offset * offset / (r * r);
+    };
+    for (int z = -hz; z <= hz; ++z) {
+      for (int y = -hy; y <= hy; ++y) {
+        for (int x = -hx; x <= hx; ++x) {
+          const long double q = term(x, rx) + term(y, ry);
+          EXPECT_TRUE(z != 0 || ellipse(x + hx, y + hy) == float(q <= 1));
+          EXPECT_EQ(ellipsoid(x + hx, y + hy, z + hz), float(q + term(z, rz) <= 1));
+        }
+      }
+    }
+  }
+  KoArray3D<float> sphere(1, 1, 1);
+  ExpectThrowNaming([&] { Factory::CreateSphere(-1, sphere); }, "r ");
+  ExpectThrowNaming([&] { Factory::CreateEllipsoid(1, NAN, 1, sphere); }, "ry");
+  ExpectThrowNaming([&] { Factory::CreateEllipsoid(1, 1, 3e9f, sphere); }, "rz");
+  ExpectThrowNaming([&] { Factory::CreateNeighbourhoodCount(1u << 22, sphere); }, "radius");
+  EXPECT_EQ(sphere.GetWidth(), 1u);
+  Factory::CreateSphere(1, sphere);
+  EXPECT_EQ(std::count(sphere.GetData(), sphere.GetData() + 27, 1.0f), 7);  // centre and faces
+}
+
+}  // namespace
