@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <cfloat>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
@@ -299,6 +300,47 @@ TEST_F(KomathTest, SmoothEqualsTheLibrary) {
   for (unsigned i = 0; i < 4; ++i) {
     for (unsigned c = 0; c < 3; ++c) EXPECT_EQ(F(result["values"][i][c]), values[i][c]);
   }
+}
+
+TEST_F(KomathTest, LargeFilesStreamAcrossBlocksWithExactLineNumbers) {
+  // About 3 MB: lines straddle the reader's 1 MiB blocks; the last line has
+  // no line end.
+  const unsigned n = 100000;
+  std::string points;
+  for (unsigned i = 0; i < n; ++i) {
+    points += std::to_string(i % 997) + ".25,\t" + std::to_string(i % 89) + " -" +
+              std::to_string(i % 13) + ".5  # point " + std::to_string(i) + "\n";
+  }
+  points.pop_back();
+  Write("big.txt", points);
+  const json same = RunJson("align big.txt big.txt");
+  EXPECT_EQ(same["points"], n);
+  // Coordinates below 1000: a float rotation off the identity by a few ulps.
+  EXPECT_LT(same["residuals"]["after"]["rms"].get<double>(), 1000 * 8 * FLT_EPSILON);
+  EXPECT_EQ(same["residuals"]["before"]["rms"].get<double>(), 0.0);
+  // An error on the last line names that line.
+  Write("bad.txt", points + "\n1 2 3x");
+  const Result bad = Run("align big.txt bad.txt --svg out.svg");
+  EXPECT_EQ(bad.status, 1);
+  EXPECT_NE(bad.err.find("bad.txt:" + std::to_string(n + 1) + ": field 3 '3x' is not a number"),
+            std::string::npos)
+      << bad.err;
+  EXPECT_FALSE(fs::exists(m_dir / "out.svg"));
+  // An output file that cannot be written is an error of its own.
+  const Result unwritable = Run("align --svg no/such/dir/out.svg");
+  EXPECT_EQ(unwritable.status, 1);
+  EXPECT_NE(unwritable.err.find("no/such/dir/out.svg: cannot write"), std::string::npos);
+  EXPECT_EQ(unwritable.out, "");
+}
+
+TEST_F(KomathTest, ExactDeterminantBeyondTheDoubleRange) {
+  // det = 1e300 · 1e300 · 3 exactly in its factors; only the decimal
+  // approximation leaves the double range.
+  const json result = RunJson("det --exact -", "1e300 0 0\n0 1e300 0\n0 0 3\n");
+  EXPECT_EQ(result["sign"], 1);
+  const std::string text = result["approximation"].get<std::string>();
+  EXPECT_EQ(text.substr(0, 6), "3.0000") << text;
+  EXPECT_EQ(text.substr(text.find('e')), "e+600") << text;
 }
 
 struct BadInput {
