@@ -2,6 +2,8 @@
 # Builds KoMath and runs something with it, installing missing build tools
 # first (Debian packages, through apt-get; needs root or sudo).
 #
+#   tools/run.sh           configure, build, run komath align on its built-in sample
+#   tools/run.sh align …   the same with komath align's options (e.g. --scale)
 #   tools/run.sh test      configure, build, run the whole test suite
 #   tools/run.sh example   configure, build, run the example tour
 #   tools/run.sh bench     configure, build, run the benchmarks (short)
@@ -15,7 +17,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_dir=${BUILD_DIR:-$root/build}
 jobs=${JOBS:-$(nproc)}
 packages=(g++ cmake ninja-build pkg-config googletest libgtest-dev libbenchmark-dev libeigen3-dev
-  libgmp-dev)
+  libgmp-dev libcli11-dev nlohmann-json3-dev)
 
 install_dependencies() {
   local missing=()
@@ -36,7 +38,14 @@ configure() {
   cmake -S "$root" -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" ${CMAKE_ARGS:-}
 }
 
-case "${1:-}" in
+case "${1:-align}" in
+  align)
+    install_dependencies
+    configure
+    cmake --build "$build_dir" -j "$jobs"
+    shift $(($# > 0 ? 1 : 0))
+    "$build_dir/apps/komath/komath" align "$@"
+    ;;
   deps)
     install_dependencies
     ;;
