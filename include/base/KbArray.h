@@ -79,10 +79,17 @@ class KOBASE_API KbArray {
     if (capacity > m_capacity) Reallocate(capacity);
   }
 
-  // Appends one element; capacity doubles when full.
+  // Appends one element; capacity doubles when full. `value` may be an
+  // element of this array: when the storage has to grow, the copy is made
+  // into the new storage before the old one is freed.
   void PushBack(const T& value) {
-    if (m_size == m_capacity) Reallocate(m_capacity == 0 ? 4 : 2 * m_capacity);
-    ::new (static_cast<void*>(m_data + m_size)) T(value);
+    if (m_size < m_capacity) {
+      ::new (static_cast<void*>(m_data + m_size)) T(value);
+    } else {
+      T copy(value);
+      Reallocate(m_capacity == 0 ? 4 : 2 * m_capacity);
+      ::new (static_cast<void*>(m_data + m_size)) T(std::move(copy));
+    }
     ++m_size;
   }
 

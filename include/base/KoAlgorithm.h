@@ -67,8 +67,9 @@ class KOBASE_API KoAlgorithm : public IExtendable, public KoUnitTestFileBasedRec
   // True after a successful Compute until the next change of input.
   bool IsCalculated() const { return m_calculated; }
 
-  // Computes with the current inputs and writes them with the results as
-  // unit-test file `number` of the test directory. False when Compute fails.
+  // Records the current inputs, computes, and writes inputs and results as
+  // unit-test file `number` of the test directory. False (and no file) when
+  // Compute fails.
   bool CreateUnitTest(unsigned int number);
 
   using KoUnitTestFileBased::runUnitTest;

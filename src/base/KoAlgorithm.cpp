@@ -4,6 +4,7 @@
 
 #include "base/KbException.h"
 #include "base/KbStreamBinaryFile.h"
+#include "base/KbStreamBinaryMemory.h"
 
 namespace {
 
@@ -53,9 +54,15 @@ bool KoAlgorithm::Compute(EComputeFlags) {
 }
 
 bool KoAlgorithm::CreateUnitTest(unsigned int number) {
+  // The input is recorded before Compute: an algorithm that works in place
+  // (the array convolution) replaces its input by the result. Writing
+  // needs the inputs set, which the pre-conditions check first.
+  if (!checkPreConditions()) return false;
+  KbStreamWriteBinaryMemory input;
+  serializeUnitTestInput(input);
   if (!Compute(eComputeDefault)) return false;
   KbStreamWriteBinaryFile file(GetUnitTestPath(number).string());
-  serializeUnitTestInput(file);
+  file.WriteBuffer(input.GetBuffer().data(), input.GetBuffer().size());
   serializeUnitTestOutput(file);
   file.Close();
   return true;

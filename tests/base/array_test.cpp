@@ -113,6 +113,13 @@ TEST(ArrayTest, StorageGrowsKeepsElementsAndReleases) {
   EXPECT_EQ(copy.GetData(), nullptr);
 }
 
+TEST(ArrayTest, PushBackOfOwnElementSurvivesGrowth) {
+  KbArray<std::string> names{"a long string that lives on the heap", "b", "c", "d"};
+  ASSERT_EQ(names.GetSize(), names.GetCapacity());  // the next append reallocates
+  names.PushBack(names[0]);
+  EXPECT_EQ(names[4], names[0]);
+}
+
 TEST(ArrayTest, Array2DIsRowMajorWithXAsColumn) {
   KoArray2D<int> grid(3, 2);
   EXPECT_EQ(grid.GetWidth(), 3u);

@@ -3,6 +3,7 @@
 
 #include "HostFlagsProbe.h"
 #include "base/KbVector.h"
+#include "math/rotations/KoQuaternion.h"
 
 namespace hostflags {
 
@@ -22,6 +23,8 @@ std::vector<std::uint64_t> KOMATH_PROBE_NAME(const std::vector<double>& c) {
     d(p.Dot(q)), d(p.SquaredLength()), d(p.Length()), d(pd.x), d(pd.y), d(pd.z);
     f(u.Dot(v)), f(u.SquaredLength()), f(u.Length());
     f(s.Dot(t)), f(s.SquaredLength()), f(s.Length());
+    const KbMatrix4Rf rotation = KoQuaternion(s.x, s.y, s.z, s.w).GetRotationMatrix();
+    for (int k = 0; k < 16; ++k) f(rotation.GetData()[k]);
   }
   return bits;
 }

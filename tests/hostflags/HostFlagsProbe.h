@@ -1,6 +1,7 @@
-// The inline vector operations of the public headers, evaluated by one
-// source compiled twice: with the library's flags and with a host's
-// aggressive ones (see CMakeLists.txt). Both must give the same bits.
+// The inline arithmetic of the public headers (vector products, the
+// quaternion's rotation matrix), evaluated by one source compiled twice: with
+// the library's flags and with a host's aggressive ones (see CMakeLists.txt).
+// Both must give the same bits.
 #pragma once
 
 #include <cstdint>

@@ -9,7 +9,7 @@
 
 namespace {
 
-TEST(HostFlagsTest, VectorOperationsMatchTheLibraryBitForBitUnderFmaContraction) {
+TEST(HostFlagsTest, InlineArithmeticMatchesTheLibraryBitForBitUnderFmaContraction) {
   if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("fma")) {
     GTEST_SKIP() << "this CPU cannot run code built with -march=haswell";
   }

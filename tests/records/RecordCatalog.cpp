@@ -200,6 +200,57 @@ std::vector<SRecordCase> MakeCases() {
              [] { return KoInterpolationPolynomHermiteOverscale<float>(0, 1, 2, -1, 1.5f); }),
       Object("KoInterpolationPolynomHermiteOverscale<double>",
              [] { return KoInterpolationPolynomHermiteOverscale<double>(0, 1, 2, -1, 1.5); }),
+      Object("KoTangentBasis",
+             [] {
+               return KoTangentBasis({0, 0, 1}, {1, 0, 0}, -1.0f);
+             }),
+      Object("KoRandomNumberGenerator",
+             [] {
+               KoRandomNumberGenerator generator(5489u);
+               generator.RandInt();  // a position inside the state, not at a reload
+               return generator;
+             }),
+      Object("KoTransformation",
+             [] {
+               KoTransformation transformation({1, 2, 3}, c_matIdentity, {2, 2, 2});
+               transformation.SetRotationPivot({0.5f, 0, -1}, false);
+               return transformation;
+             }),
+      UnitTest<KoProcrustes>(
+          "KoProcrustes unit test",
+          [](KoProcrustes& procrustes) {
+            static const KbArray<V3f> first{{0, 0, 0}, {1, 0, 0}, {0, 2, 0}, {0, 0, 3}};
+            static const KbArray<V3f> second{{1, 1, 1}, {1, 2, 1}, {-1, 1, 1}, {1, 1, 4}};
+            procrustes.GetFlags().Set(KoProcrustes::eNormalizeScale);
+            procrustes.SetInput(first, second);
+            procrustes.Compute(0);
+          }),
+      UnitTest<KoFtArrayConvolution<float>>("KoFtArrayConvolution(float) unit test",
+                                            [](KoFtArrayConvolution<float>& convolution) {
+                                              static const KbArray<float> positions{0, 1, 2.5f};
+                                              static KbArray<float> values;
+                                              values = KbArray<float>{1, -2, 4};
+                                              convolution.SetInput(0.75f, positions, true, 4,
+                                                                   values);
+                                              convolution.Compute(0);
+                                            }),
+      UnitTest<KoFtArrayConvolution<KbVector2f>>("KoFtArrayConvolution(KbVector2f) unit test",
+                                                 [](KoFtArrayConvolution<KbVector2f>& convolution) {
+                                                   static const KbArray<float> positions{0, 1};
+                                                   static KbArray<KbVector2f> values;
+                                                   values = KbArray<KbVector2f>{{1, 2}, {3, 4}};
+                                                   convolution.SetInput(0.5f, positions, false, 0,
+                                                                        values);
+                                                   convolution.Compute(0);
+                                                 }),
+      UnitTest<KoFtArrayConvolution<V3f>>("KoFtArrayConvolution(KbVector3f) unit test",
+                                          [](KoFtArrayConvolution<V3f>& convolution) {
+                                            static const KbArray<float> positions{0, 2};
+                                            static KbArray<V3f> values;
+                                            values = KbArray<V3f>{{1, 2, 3}, {0, 0, 1}};
+                                            convolution.SetInput(1.5f, positions, false, 0, values);
+                                            convolution.Compute(0);
+                                          }),
       UnitTest<KoPolynomFit<float>>(
           "KoPolynomFit<float> unit test",
           [](KoPolynomFit<float>& fit) {

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <new>
+#include <optional>
 
 #include "base/KbException.h"
 #include "base/KbStreamBinaryMemory.h"
@@ -67,6 +68,17 @@ Bytes Written(const IRecordHolder& holder) {
   return out.GetBuffer();
 }
 
+// An algorithm without inputs refuses to write its unit-test record (it has
+// nothing to record): that refusal is its state then, and must survive a
+// failed read just as a writable state must.
+std::optional<Bytes> WrittenIfWritable(const IRecordHolder& holder) {
+  try {
+    return Written(holder);
+  } catch (const KbException&) {
+    return std::nullopt;
+  }
+}
+
 }  // namespace
 
 namespace records {
@@ -81,7 +93,7 @@ void Sweep(const SRecordCase& entry, const Bytes& valid, const std::string& labe
   std::size_t reads = 0, throws = 0;
   const auto check = [&](const Bytes& bytes, std::size_t changedByte) {
     auto holder = entry.create();
-    const Bytes before = Written(*holder);
+    const std::optional<Bytes> before = WrittenIfWritable(*holder);
     KbStreamReadBinaryMemory in(bytes);
     g_largestAllocation = 0;
     bool threw = false;
@@ -97,7 +109,7 @@ void Sweep(const SRecordCase& entry, const Bytes& valid, const std::string& labe
     if (!threw) return;
     ++throws;
     if (changedByte < 4) {
-      EXPECT_EQ(Written(*holder), before) << label << ", byte " << changedByte;
+      EXPECT_EQ(WrittenIfWritable(*holder), before) << label << ", byte " << changedByte;
     }
     KbStreamReadBinaryMemory again(valid);
     holder->Read(again);

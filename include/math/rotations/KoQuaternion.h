@@ -20,29 +20,9 @@
 #include <cstring>
 
 #include "base/KbMatrix4R.h"
+#include "base/KbRounded.h"
 #include "base/KbVector.h"
 #include "math/KoMathExport.h"
-
-namespace ko_detail {
-
-// Returns v unchanged, but hides from the optimiser how v was computed: a
-// product passed through here is rounded on its own and cannot be fused with
-// the addition that follows into a multiply-add, whatever -ffp-contract or
-// -march flags the including program uses. No instruction on x86-64 and
-// AArch64; elsewhere a store and load.
-inline float Rounded(float v) {
-#if defined(__x86_64__)
-  __asm__("" : "+x"(v));
-#elif defined(__aarch64__)
-  __asm__("" : "+w"(v));
-#else
-  volatile float stored = v;
-  v = stored;
-#endif
-  return v;
-}
-
-}  // namespace ko_detail
 
 class KOMATH_API KoQuaternion {
  public:
@@ -73,22 +53,24 @@ class KOMATH_API KoQuaternion {
   // quaternion still gives a pure rotation, and the zero quaternion gives
   // the identity (s = 0) rather than dividing by zero. Inline, because a
   // call costs three times the arithmetic; every product that meets an
-  // addition goes through ko_detail::Rounded, so the bits are the library's.
+  // addition goes through KbRounded, so the bits are the library's.
   KbMatrix4Rf GetRotationMatrix() const {
-    using ko_detail::Rounded;
-    const float n = Rounded(x * x) + Rounded(y * y) + Rounded(z * z) + Rounded(w * w);
+    using kb_detail::KbRounded;
+    const float n = KbRounded(x * x) + KbRounded(y * y) + KbRounded(z * z) + KbRounded(w * w);
     const float s = n > 0 ? 2 / n : 0;
     const float ys = y * s;
     const float zs = z * s;
-    const float xsx = Rounded(x * s * x);
-    const float xsw = Rounded(x * s * w);
+    const float xsx = KbRounded(x * s * x);
+    const float xsw = KbRounded(x * s * w);
     // Whole rows, so that they are stored four floats at a time.
     using Row = float __attribute__((vector_size(16)));
     const Row rows[4] = {
-        {1 - Rounded(ys * y) - Rounded(zs * z), Rounded(ys * x) - Rounded(zs * w),
-         Rounded(ys * w) + Rounded(zs * x), 0},
-        {Rounded(zs * w) + Rounded(ys * x), (1 - xsx) - Rounded(zs * z), Rounded(zs * y) - xsw, 0},
-        {Rounded(zs * x) - Rounded(ys * w), Rounded(zs * y) + xsw, (1 - xsx) - Rounded(ys * y), 0},
+        {1 - KbRounded(ys * y) - KbRounded(zs * z), KbRounded(ys * x) - KbRounded(zs * w),
+         KbRounded(ys * w) + KbRounded(zs * x), 0},
+        {KbRounded(zs * w) + KbRounded(ys * x), (1 - xsx) - KbRounded(zs * z),
+         KbRounded(zs * y) - xsw, 0},
+        {KbRounded(zs * x) - KbRounded(ys * w), KbRounded(zs * y) + xsw,
+         (1 - xsx) - KbRounded(ys * y), 0},
         {0, 0, 0, 1}};
     KbMatrix4Rf m;
     std::memcpy(m.GetData(), rows, sizeof rows);
