@@ -120,6 +120,51 @@ constexpr STables MakeTables() {
 
 constexpr STables c_tables = MakeTables();
 
+// Beyond the 64 tabled primes: the next primes below them, found once, on
+// the first call that needs them, by a deterministic Miller-Rabin test.
+// 448 primes cover every order up to 12 whatever the finite entries (rows
+// of up to 53 + 2046 bits need at most 12 * 2099 + 26 bits, 408 primes).
+// All of them exceed 2^62 - 2^15, so K of them still multiply to more than
+// 2^(62 K - 1).
+constexpr unsigned int c_uiMostPrimes = 448;
+
+// Miller-Rabin with the seven bases that decide every n < 2^64.
+bool IsPrime(std::uint64_t n) {
+  for (std::uint64_t small : {3u, 5u, 7u, 11u, 13u, 17u, 19u, 23u, 29u, 31u, 37u}) {
+    if (n % small == 0) return false;
+  }
+  const SModulus mod = MakeModulus(n);
+  const std::uint64_t minusOne = n - mod.r1;
+  const int twos = std::countr_zero(n - 1);
+  const std::uint64_t odd = (n - 1) >> twos;
+  for (std::uint64_t base :
+       {2ull, 325ull, 9375ull, 28178ull, 450775ull, 9780504ull, 1795265022ull}) {
+    std::uint64_t x = mod.Power(mod.ToMontgomery(base % n), odd);
+    if (x == mod.r1 || x == minusOne) continue;
+    int squarings = 1;
+    for (; squarings < twos && x != minusOne; ++squarings) x = mod.Multiply(x, x);
+    if (x != minusOne) return false;
+  }
+  return true;
+}
+
+const std::vector<SModulus>& ExtendedModuli() {
+  static const std::vector<SModulus> moduli = [] {
+    std::vector<SModulus> result;
+    result.reserve(c_uiMostPrimes - c_uiPrimeCount);
+    for (std::uint64_t n = c_primes.back() - 2; result.size() < c_uiMostPrimes - c_uiPrimeCount;
+         n -= 2) {
+      if (IsPrime(n)) result.push_back(MakeModulus(n));
+    }
+    return result;
+  }();
+  return moduli;
+}
+
+const SModulus& ModulusOf(std::size_t i) {
+  return i < c_uiPrimeCount ? c_tables.moduli[i] : ExtendedModuli()[i - c_uiPrimeCount];
+}
+
 // |d| = mantissa * 2^exponent, subnormals read as KoFloatExact reads them.
 struct SIntegerEntry {
   std::uint64_t mantissa;  // 0, or in [2^52, 2^53)
@@ -143,6 +188,8 @@ struct SIntegerMatrix {
   unsigned int order = 0;
   std::pmr::vector<SIntegerEntry> entries;  // exponent replaced by the shift
   std::uint64_t boundBits = 0;              // log2 of twice Hadamard's bound, rounded up
+  std::int64_t scaleBits = 0;               // the rows' scaling: det_int = det 2^scaleBits
+  std::int32_t largestShift = 0;
   bool hasZeroRow = false;
 };
 
@@ -174,6 +221,8 @@ SIntegerMatrix ScaleRows(const double* values, unsigned int order,
       SIntegerEntry& entry = matrix.entries[std::size_t(i) * order + j];
       entry.exponent = entry.mantissa == 0 ? 0 : entry.exponent - lowest;
     }
+    matrix.scaleBits -= lowest;
+    matrix.largestShift = std::max(matrix.largestShift, highest - lowest);
     // Every entry of the row is below 2^(53 + highest - lowest).
     matrix.boundBits += 53 + std::uint64_t(highest - lowest);
   }
@@ -183,17 +232,17 @@ SIntegerMatrix ScaleRows(const double* values, unsigned int order,
   return matrix;
 }
 
-// The entry times R^-1 modulo p: one reduction of the (up to 117-bit)
-// integer, the cheapest form to reach; callers fix the power of R later.
-std::uint64_t ScaledResidue(const SModulus& mod, const SIntegerEntry& entry) {
-  std::uint64_t residue;
-  if (entry.exponent < 64) {
-    residue = mod.Redc(UInt128(entry.mantissa) << entry.exponent);
-  } else {
-    // mantissa * (2^s R) R^-1, reduced once more.
-    const std::uint64_t two = mod.Add(mod.r1, mod.r1);
-    residue = mod.Redc(mod.Multiply(entry.mantissa, mod.Power(two, entry.exponent)));
-  }
+// The entry times R^-1 modulo p, the cheapest form to reach; callers fix
+// the power of R later. An entry m 2^s with s = 64 q + t is reduced once as
+// the (up to 117-bit) integer m 2^t, giving m 2^t R^-1, and for q > 0 is
+// multiplied by radix[q] = R^(q + 1) mod p, giving m 2^t R^q R^-1.
+constexpr unsigned int c_uiRadixPowers = 2100 / 64 + 1;  // shifts stay below 2100
+
+std::uint64_t ScaledResidue(const SModulus& mod, const SIntegerEntry& entry,
+                            const std::uint64_t* radix) {
+  const unsigned int q = static_cast<unsigned int>(entry.exponent) >> 6;
+  std::uint64_t residue = mod.Redc(UInt128(entry.mantissa) << (entry.exponent & 63));
+  if (q != 0) residue = mod.Multiply(residue, radix[q]);
   return entry.negative && residue != 0 ? mod.p - residue : residue;
 }
 
@@ -262,8 +311,10 @@ std::uint64_t DeterminantByElimination(const SModulus& mod, std::uint64_t* a, un
     for (unsigned int i = k + 1; i < n; ++i) {
       const std::uint64_t q = at(i, k);
       if (q == 0) continue;
+      // pivot a_ij + (p^2 - q a_kj) < 2 p^2: one reduction for both products.
+      const UInt128 square = UInt128(mod.p) * mod.p;
       for (unsigned int j = k + 1; j < n; ++j) {
-        at(i, j) = mod.Subtract(mod.Multiply(pivot, at(i, j)), mod.Multiply(q, at(k, j)));
+        at(i, j) = mod.Redc(UInt128(pivot) * at(i, j) + (square - UInt128(q) * at(k, j)));
       }
       scale = mod.Multiply(scale, pivot);
     }
@@ -274,8 +325,13 @@ std::uint64_t DeterminantByElimination(const SModulus& mod, std::uint64_t* a, un
 // The determinant modulo p as a plain residue (order >= 1).
 std::uint64_t DeterminantModulo(const SModulus& mod, const SIntegerMatrix& matrix,
                                 std::pmr::vector<std::uint64_t>& residues) {
+  std::array<std::uint64_t, c_uiRadixPowers> radix;
+  radix[0] = mod.r1;
+  for (std::int32_t q = 1; q <= matrix.largestShift >> 6; ++q) {
+    radix[q] = mod.Multiply(radix[q - 1], mod.r2);
+  }
   for (std::size_t e = 0; e < residues.size(); ++e) {
-    residues[e] = ScaledResidue(mod, matrix.entries[e]);
+    residues[e] = ScaledResidue(mod, matrix.entries[e], radix.data());
   }
   if (matrix.order <= c_uiLargestSubsetOrder) {
     return DeterminantBySubsets(mod, residues.data(), matrix.order);
@@ -286,15 +342,30 @@ std::uint64_t DeterminantModulo(const SModulus& mod, const SIntegerMatrix& matri
 
 // Garner's algorithm: turns the residues r_i into the mixed-radix digits
 // v_i of the integer x in [0, M), x = v_0 + v_1 p_0 + v_2 p_0 p_1 + ...,
-// 0 <= v_i < p_i, in place.
+// 0 <= v_i < p_i, in place. The tabled primes use their inverse table; a
+// later digit is (r_i - (v_0 + v_1 p_0 + ... ) ) (p_0 ... p_(i-1))^-1 mod p_i,
+// the sum by Horner's rule and the product alongside, one inverse per digit.
 void ToMixedRadixDigits(std::span<std::uint64_t> values) {
-  for (std::size_t i = 0; i < values.size(); ++i) {
+  for (std::size_t i = 0; i < values.size() && i < c_uiPrimeCount; ++i) {
     const SModulus& mod = c_tables.moduli[i];
     std::uint64_t x = values[i];
     for (std::size_t j = 0; j < i; ++j) {
       x = mod.Multiply(mod.Subtract(x, mod.Reduce(values[j])), c_tables.garner[i][j]);
     }
     values[i] = x;
+  }
+  for (std::size_t i = c_uiPrimeCount; i < values.size(); ++i) {
+    const SModulus& mod = ModulusOf(i);
+    // Montgomery forms: p_j R, the product (times R), the sum plain.
+    std::uint64_t sum = mod.Reduce(values[i - 1]);
+    std::uint64_t product = mod.ToMontgomery(mod.Reduce(ModulusOf(i - 1).p));
+    for (std::size_t j = i - 1; j-- > 0;) {
+      const std::uint64_t prime = mod.ToMontgomery(mod.Reduce(ModulusOf(j).p));
+      sum = mod.Add(mod.Multiply(sum, prime), mod.Reduce(values[j]));
+      product = mod.Multiply(product, prime);
+    }
+    const std::uint64_t inverse = mod.Power(product, mod.p - 2);  // Montgomery form
+    values[i] = mod.Multiply(mod.Subtract(values[i], sum), inverse);
   }
 }
 
@@ -304,7 +375,7 @@ void ToMixedRadixDigits(std::span<std::uint64_t> values) {
 std::int32_t SymmetricSign(std::span<const std::uint64_t> digits) {
   if (std::all_of(digits.begin(), digits.end(), [](std::uint64_t d) { return d == 0; })) return 0;
   for (std::size_t i = digits.size(); i-- > 0;) {
-    const std::uint64_t half = (c_primes[i] - 1) / 2;
+    const std::uint64_t half = (ModulusOf(i).p - 1) / 2;
     if (digits[i] != half) return digits[i] > half ? -1 : 1;
   }
   return 1;
@@ -328,14 +399,14 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
     sign = 0;
     return true;
   }
-  // Every prime exceeds 2^62 - 2^12, so K of them multiply to more than
+  // Every prime exceeds 2^62 - 2^15, so K of them multiply to more than
   // 2^(62 K - 1).
   const std::uint64_t primeCount = (matrix.boundBits + 1 + 61) / 62;
-  if (primeCount > c_uiPrimeCount) return false;
+  if (primeCount > c_uiMostPrimes) return false;
   std::pmr::vector<std::uint64_t> residues(matrix.entries.size(), &arena);
   std::pmr::vector<std::uint64_t> determinants(primeCount, &arena);
   for (std::size_t i = 0; i < primeCount; ++i) {
-    determinants[i] = DeterminantModulo(c_tables.moduli[i], matrix, residues);
+    determinants[i] = DeterminantModulo(ModulusOf(i), matrix, residues);
   }
   ToMixedRadixDigits(determinants);
   sign = SymmetricSign(determinants);

@@ -16,7 +16,7 @@
 #include <cstdint>
 
 // True with the exact sign in `sign`; false, leaving `sign` untouched, for
-// a matrix with a non-finite entry or whose bound needs more primes than
-// the table holds (entries spanning thousands of binary orders of
-// magnitude, or very large orders).
+// a matrix with a non-finite entry or whose bound needs more than 448
+// primes (never up to order 12; beyond it, rows spanning thousands of
+// binary orders of magnitude, or very large orders).
 bool KoModularDeterminantSign(const double* values, unsigned int order, std::int32_t& sign);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 
 #include "base/KbException.h"
@@ -152,6 +153,77 @@ TEST(KoMpMatrixToDeterminantExactSign, ModularSignSpreadExponentsSubnormalsOrder
   std::int32_t sign = 7;
   ASSERT_TRUE(Determinant::Compute(quirk, 2, sign));
   EXPECT_EQ(sign, 1);
+}
+
+// The largest error of the multiplier fl(m_ik / m_kk) over the box of exact
+// pivots and entries: |x / y - l| is monotone in each of x and y on the box
+// (y keeps its sign), so a corner attains it.
+mpq_class MultiplierError(double mkk, double rkk, double mik, double rik) {
+  const mpq_class l(mik / mkk);
+  mpq_class worst = 0;
+  for (double dx : {-rik, rik}) {
+    for (double dy : {-rkk, rkk}) {
+      const mpq_class x = mpq_class(mik) + dx, y = mpq_class(mkk) + dy;
+      worst = std::max<mpq_class>(worst, abs(mpq_class(x / y - l)));
+    }
+  }
+  return worst;
+}
+
+// Where the bound is tightest: tiny gaps |m_kk| - r_kk that magnify the
+// numerator, products and quotients that underflow. The first triple fell
+// short of the exact error before the underflow margin moved in front of
+// the division (radius 0x1.0de90e320d299p-989 against 0x1.0e5ffaadaa1fep-989).
+TEST(KoMpMatrixToDeterminantExactSign, FilterMultiplierRadiusCoversUnderflowAndTinyGaps) {
+  const double mkk = 0x1.386c4178p-78, rkk = 0x1.2189174cp-128, mik = 0x1.39f8f8ecp-1017;
+  const double radius = Determinant::FilterMultiplierRadius(mkk, rkk, mik, 0.0);
+  EXPECT_GE(mpq_class(radius), MultiplierError(mkk, rkk, mik, 0.0));
+  EXPECT_GE(radius, 0x1.0e5ffaadaa1fep-989);
+
+  std::mt19937_64 rng(1017);
+  for (int trial = 0; trial < 20000; ++trial) {
+    const double pivot = RandomDouble(rng, -1022, 0);
+    const double gapShare = std::ldexp(1.0, -int(rng() % 80));  // gap = share * |pivot|
+    const double pivotRadius = std::fabs(pivot) * (1 - gapShare);
+    if (!(std::fabs(pivot) > pivotRadius)) continue;  // no gap left after rounding
+    const double entry = RandomDouble(rng, -1022, 0) * std::ldexp(1.0, -int(rng() % 60));
+    const double entryRadius =
+        rng() % 2 ? 0.0 : std::fabs(entry) * std::ldexp(1.0, -int(rng() % 60));
+    const double computed =
+        Determinant::FilterMultiplierRadius(pivot, pivotRadius, entry, entryRadius);
+    if (std::isinf(computed)) continue;  // overflow: the pivot test fails, nothing to check
+    ASSERT_GE(mpq_class(computed), MultiplierError(pivot, pivotRadius, entry, entryRadius))
+        << std::hexfloat << pivot << " " << pivotRadius << " " << entry << " " << entryRadius;
+  }
+}
+
+// One subnormal in every row sent the sign-only mode to the exact
+// elimination from about four rows on (seconds at order 8, minutes at 10).
+// Well-conditioned matrices now stay with the filter and (nearly) singular
+// ones with the modular path, up to order 12, each call far below the
+// generous limit here (sanitizer builds included); signs against GMP with
+// subnormals read as the exact numbers read them.
+TEST(KoMpMatrixToDeterminantExactSign, SubnormalInEveryRowFastAndExactUpToOrder12) {
+  std::mt19937_64 rng(1075);
+  for (unsigned int n = 2; n <= 12; ++n) {
+    for (EMatrixKind kind :
+         {EMatrixKind::eDoubles, EMatrixKind::eDuplicateRow, EMatrixKind::eNearSingular}) {
+      std::vector<double> values = RandomMatrix(rng, n, kind);
+      const unsigned int column = rng() % n;
+      for (unsigned int i = 0; i < n; ++i) {
+        // Duplicate rows keep their subnormal in the same place.
+        values[i * n + column] = RandomDouble(rng, -1, -1) * 0x1p-1022 / 2;
+      }
+      std::vector<mpq_class> exact(values.size());
+      std::transform(values.begin(), values.end(), exact.begin(), HiddenBitValue);
+      const auto start = std::chrono::steady_clock::now();
+      std::int32_t sign = 7;
+      ASSERT_TRUE(Determinant::Compute(values.data(), n, sign));
+      EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50))
+          << n << " " << int(kind);
+      EXPECT_EQ(sign, sgn(BareissDeterminant(exact, n))) << n << " " << int(kind);
+    }
+  }
 }
 
 // Golden files of every mode, orders 0 to 10, singular and row-swap cases,
