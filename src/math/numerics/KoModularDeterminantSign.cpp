@@ -383,7 +383,8 @@ std::int32_t SymmetricSign(std::span<const std::uint64_t> digits) {
 
 }  // namespace
 
-bool KoModularDeterminantSign(const double* values, unsigned int order, std::int32_t& sign) {
+bool KoModularDeterminantSign(const double* values, unsigned int order, std::int32_t& sign,
+                              std::optional<std::int64_t> magnitudeBits) {
   for (std::size_t e = 0; e < std::size_t(order) * order; ++e) {
     if (!std::isfinite(values[e])) return false;
   }
@@ -401,7 +402,15 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
   }
   // Every prime exceeds 2^62 - 2^15, so K of them multiply to more than
   // 2^(62 K - 1).
-  const std::uint64_t primeCount = (matrix.boundBits + 1 + 61) / 62;
+  // The scaled determinant is det 2^scaleBits: twice it stays below
+  // 2^(magnitudeBits + scaleBits + 1).
+  std::uint64_t boundBits = matrix.boundBits;
+  if (magnitudeBits) {
+    const std::int64_t scaled = *magnitudeBits + matrix.scaleBits + 1;
+    boundBits =
+        std::min<std::uint64_t>(boundBits, std::uint64_t(std::max<std::int64_t>(scaled, 1)));
+  }
+  const std::uint64_t primeCount = (boundBits + 1 + 61) / 62;
   if (primeCount > c_uiMostPrimes) return false;
   std::pmr::vector<std::uint64_t> residues(matrix.entries.size(), &arena);
   std::pmr::vector<std::uint64_t> determinants(primeCount, &arena);

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <memory_resource>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -323,16 +324,28 @@ class CSignFilter {
     }
   }
 
-  // False when some pivot interval contains zero (or overflowed).
-  bool Decide(std::int32_t& sign) {
+  // False when some pivot interval contains zero (or overflowed). When only
+  // the last one does, |det| < 2^magnitudeBits all the same: det is the
+  // product of the exact pivots, each within its interval, and each
+  // interval's largest magnitude, rounded up by more than the two roundings
+  // that formed it, is below 2^e for frexp's e.
+  bool Decide(std::int32_t& sign, std::optional<std::int64_t>& magnitudeBits) {
     for (double v : m_mid) {
       if (!std::isfinite(v)) return false;
     }
     std::int32_t result = 1;
+    std::int64_t bits = 0;
     for (unsigned int k = 0; k < m_order; ++k) {
       if (choosePivot(k)) result = -result;
       const double pivot = mid(k, k);
-      if (!(std::fabs(pivot) > radius(k, k))) return false;
+      const double largest = (std::fabs(pivot) + radius(k, k)) * (1.0 + 0x1p-50);
+      int exponent = 0;
+      std::frexp(largest, &exponent);
+      bits += exponent;
+      if (!(std::fabs(pivot) > radius(k, k))) {
+        if (k + 1 == m_order && std::isfinite(largest)) magnitudeBits = bits;
+        return false;
+      }
       if (pivot < 0.0) result = -result;
       for (unsigned int i = k + 1; i < m_order; ++i) eliminate(k, i);
     }
@@ -385,13 +398,22 @@ class CSignFilter {
   std::pmr::vector<double> m_radius;
 };
 
+bool FilterSign(const double* values, unsigned int order, std::int32_t& sign,
+                std::optional<std::int64_t>& magnitudeBits) {
+  // Scratch on the stack up to order 22; larger matrices spill to the heap.
+  std::array<std::byte, 8192> scratch;
+  std::pmr::monotonic_buffer_resource arena(scratch.data(), scratch.size());
+  return CSignFilter(values, order, &arena).Decide(sign, magnitudeBits);
+}
+
 // Sign only: the floating-point filter decides well-conditioned matrices,
 // the modular path the rest; only matrices beyond the modular path's prime
 // table (or with non-finite entries) reach the exact elimination.
 std::int32_t SignOnly(const double* values, unsigned int order) {
   std::int32_t sign = 0;
-  if (KoMpMatrixToDeterminantExactSign::TrySignInDoubles(values, order, sign)) return sign;
-  if (KoModularDeterminantSign(values, order, sign)) return sign;
+  std::optional<std::int64_t> magnitudeBits;
+  if (FilterSign(values, order, sign, magnitudeBits)) return sign;
+  if (KoModularDeterminantSign(values, order, sign, magnitudeBits)) return sign;
   return CElimination(values, order, false).Run();
 }
 
@@ -526,10 +548,8 @@ bool KoMpMatrixToDeterminantExactSign::Compute(const double* values, unsigned in
 
 bool KoMpMatrixToDeterminantExactSign::TrySignInDoubles(const double* values, unsigned int order,
                                                         std::int32_t& sign) {
-  // Scratch on the stack up to order 22; larger matrices spill to the heap.
-  std::array<std::byte, 8192> scratch;
-  std::pmr::monotonic_buffer_resource arena(scratch.data(), scratch.size());
-  return CSignFilter(values, order, &arena).Decide(sign);
+  std::optional<std::int64_t> magnitudeBits;
+  return FilterSign(values, order, sign, magnitudeBits);
 }
 
 double KoMpMatrixToDeterminantExactSign::FilterMultiplierRadius(double pivotMid, double pivotRadius,
