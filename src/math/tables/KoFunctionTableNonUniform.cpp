@@ -149,6 +149,12 @@ Out KoFunctionTableNonUniform<In, Out>::operator()(In x) const {
   }
 }
 
+template <class In, class Out>
+void KoFunctionTableNonUniform<In, Out>::Evaluate(std::span<const In> x, std::span<Out> y) const {
+  this->checkBatchSizes(x.size(), y.size());
+  for (std::size_t i = 0; i < x.size(); ++i) y[i] = KoFunctionTableNonUniform::operator()(x[i]);
+}
+
 // Fewer than two samples, or a NaN argument (which would stall the
 // bisection). A single sample is still returned by the modes that only read
 // y[i]; eLinear and eNone would need a second one.
