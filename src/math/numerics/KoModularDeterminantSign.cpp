@@ -6,6 +6,7 @@
 #include <cmath>
 #include <memory_resource>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -289,6 +290,126 @@ std::uint64_t DeterminantBySubsets(const SModulus& mod, const std::uint64_t* a, 
   return det;
 }
 
+// The same Laplace expansion over column subsets, exactly, in the integers
+// modulo 2^(64 W): two's-complement numbers of W limbs whose arithmetic
+// wraps. The determinant is read correctly once |det| < 2^(64 W - 1), its
+// sign being the top bit; no reduction, residues or Chinese remaindering,
+// which for small orders beats the primes by a wide margin. Entries must fit
+// one limb (a row's scaled mantissas below 2^64), so a minor of k rows is
+// below k^(k/2) 2^(64 k) < 2^(64 (k + 1) - 1) for k <= 6: it is computed in
+// min(k + 1, W) limbs and stored sign-extended to c_uiMostLimbs, so that a
+// wider level reads its low limbs as the same integer modulo its width.
+constexpr unsigned int c_uiMostLimbs = 7;
+using SWideInteger = std::array<std::uint64_t, c_uiMostLimbs>;
+
+// sum += factor * x or sum -= factor * x, modulo 2^(64 Width). The 128-bit
+// steps cannot overflow: (2^64 - 1)^2 + 2 (2^64 - 1) = 2^128 - 1.
+template <unsigned int Width>
+void MultiplyAdd(SWideInteger& sum, std::uint64_t factor, const SWideInteger& x) {
+  std::uint64_t carry = 0;
+  const auto step = [&](unsigned int l) {
+    const UInt128 t = UInt128(factor) * x[l] + sum[l] + carry;
+    sum[l] = static_cast<std::uint64_t>(t);
+    carry = static_cast<std::uint64_t>(t >> 64);
+  };
+  // Unrolled: a loop over the limbs costs half as much again.
+  [&]<std::size_t... L>(std::index_sequence<L...>) {
+    (step(L), ...);
+  }
+  (std::make_index_sequence<Width - 1>{});
+  sum[Width - 1] += factor * x[Width - 1] + carry;
+}
+
+template <unsigned int Width>
+void MultiplySubtract(SWideInteger& sum, std::uint64_t factor, const SWideInteger& x) {
+  std::uint64_t carry = 0;  // product carry plus borrow, at most 2^64 - 1
+  const auto step = [&](unsigned int l) {
+    const UInt128 product = UInt128(factor) * x[l] + carry;
+    const auto low = static_cast<std::uint64_t>(product);
+    carry = static_cast<std::uint64_t>(product >> 64) + (sum[l] < low);
+    sum[l] -= low;
+  };
+  [&]<std::size_t... L>(std::index_sequence<L...>) {
+    (step(L), ...);
+  }
+  (std::make_index_sequence<Width - 1>{});
+  sum[Width - 1] -= factor * x[Width - 1] + carry;
+}
+
+// The minors of rows 0 ... row over every column set of row + 1 columns.
+template <unsigned int Width>
+void ExpandRow(const SIntegerMatrix& matrix, unsigned int row, SWideInteger* minor) {
+  const unsigned int n = matrix.order, full = (1u << n) - 1;
+  const SIntegerEntry* entries = matrix.entries.data() + row * n;
+  // Gosper's hack: every set of row + 1 columns in increasing order.
+  for (unsigned int set = (2u << row) - 1; set <= full;) {
+    SWideInteger& sum = minor[set];
+    std::fill_n(sum.begin(), Width, 0);
+    // Cofactor signs alternate along the set's columns, + first on even
+    // rows; an entry's own sign flips its term.
+    unsigned int position = row;
+    for (unsigned int rest = set; rest != 0; rest &= rest - 1, ++position) {
+      const unsigned int column = static_cast<unsigned int>(std::countr_zero(rest));
+      const SIntegerEntry& entry = entries[column];
+      const std::uint64_t factor = entry.mantissa << entry.exponent;
+      const SWideInteger& cofactor = minor[set & ~(1u << column)];
+      if (((position & 1) != 0) == entry.negative) {
+        MultiplyAdd<Width>(sum, factor, cofactor);
+      } else {
+        MultiplySubtract<Width>(sum, factor, cofactor);
+      }
+    }
+    const std::uint64_t extension = std::int64_t(sum[Width - 1]) < 0 ? ~std::uint64_t{0} : 0;
+    std::fill(sum.begin() + Width, sum.end(), extension);
+    const unsigned int lowest = set & (0u - set), ripple = set + lowest;
+    set = (((ripple ^ set) >> 2) / lowest) | ripple;
+  }
+}
+
+std::int32_t SignModuloPowerOfTwo(const SIntegerMatrix& matrix, unsigned int limbs) {
+  std::array<SWideInteger, 1u << c_uiLargestSubsetOrder> minor;
+  minor[0] = {1};
+  std::uint64_t rowBits = 0;
+  for (unsigned int row = 0; row < matrix.order; ++row) {
+    // A minor of k = row + 1 rows is below k^(k/2) times the product of its
+    // rows' largest entries (Hadamard); one bit more for the sign.
+    const unsigned int k = row + 1;
+    std::uint64_t largest = 0;
+    for (unsigned int j = 0; j < matrix.order; ++j) {
+      const SIntegerEntry& entry = matrix.entries[std::size_t(row) * matrix.order + j];
+      largest = std::max(largest, entry.mantissa << entry.exponent);
+    }
+    rowBits += static_cast<std::uint64_t>(std::bit_width(largest));
+    const std::uint64_t bits = rowBits + (k * CeilLog2(k) + 1) / 2 + 1;
+    switch (std::min<std::uint64_t>((bits + 63) / 64, limbs)) {
+      case 1:
+        ExpandRow<1>(matrix, row, minor.data());
+        break;
+      case 2:
+        ExpandRow<2>(matrix, row, minor.data());
+        break;
+      case 3:
+        ExpandRow<3>(matrix, row, minor.data());
+        break;
+      case 4:
+        ExpandRow<4>(matrix, row, minor.data());
+        break;
+      case 5:
+        ExpandRow<5>(matrix, row, minor.data());
+        break;
+      case 6:
+        ExpandRow<6>(matrix, row, minor.data());
+        break;
+      default:
+        ExpandRow<c_uiMostLimbs>(matrix, row, minor.data());
+        break;
+    }
+  }
+  const SWideInteger& det = minor[(1u << matrix.order) - 1];
+  if (std::int64_t(det[limbs - 1]) < 0) return -1;
+  return std::any_of(det.begin(), det.begin() + limbs, [](std::uint64_t l) { return l != 0; });
+}
+
 // Division-free Gaussian elimination: row_i <- p row_i - q row_k multiplies
 // the determinant by the pivot p, so those factors are collected and
 // divided out once at the end (Fermat's inverse).
@@ -409,6 +530,12 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
     const std::int64_t scaled = *magnitudeBits + matrix.scaleBits + 1;
     boundBits =
         std::min<std::uint64_t>(boundBits, std::uint64_t(std::max<std::int64_t>(scaled, 1)));
+  }
+  // 64 W > boundBits: |det| <= 2^(boundBits - 1) < 2^(64 W - 1).
+  const std::uint64_t limbs = boundBits / 64 + 1;
+  if (order <= c_uiLargestSubsetOrder && matrix.largestShift <= 11 && limbs <= c_uiMostLimbs) {
+    sign = SignModuloPowerOfTwo(matrix, static_cast<unsigned int>(limbs));
+    return true;
   }
   const std::uint64_t primeCount = (boundBits + 1 + 61) / 62;
   if (primeCount > c_uiMostPrimes) return false;

@@ -155,6 +155,48 @@ TEST(KoMpMatrixToDeterminantExactSign, ModularSignSpreadExponentsSubnormalsOrder
   EXPECT_EQ(sign, 1);
 }
 
+// The small-order exact stage (integers modulo 2^(64 W)) at its bounds:
+// exactly dependent rows (one the sum of two others) and one ulp from them,
+// with columns scaled so that rows spread over about 10 to 13 binary orders:
+// scaled entries that just fit one limb and, from a spread of 12, just miss
+// it (the primes take those); and signed Hadamard patterns at the largest
+// doubles, whose determinant meets Hadamard's bound (the filter overflows),
+// as leading blocks of orders 1 to 6 of the order-8 pattern.
+TEST(KoMpMatrixToDeterminantExactSign, PowerOfTwoStageAtLimbAndHadamardBoundsOrders1To6) {
+  std::mt19937_64 rng(6464);
+  for (unsigned int n = 1; n <= 6; ++n) {
+    for (int spread : {10, 11, 12}) {
+      for (int trial = 0; trial < 4; ++trial) {
+        std::vector<double> values = RandomMatrix(rng, n, EMatrixKind::eDependentRow);
+        std::vector<int> columnShift(n, spread);
+        for (unsigned int j = 1; j < n; ++j) columnShift[j] = int(rng() % (spread + 1));
+        for (std::size_t e = 0; e < values.size(); ++e) {
+          values[e] = std::ldexp(values[e], columnShift[e % n]);
+        }
+        if (trial % 2 == 1) {
+          double& entry = values[rng() % values.size()];
+          entry = std::nextafter(entry, 0.0);
+        }
+        std::int32_t sign = 7;
+        ASSERT_TRUE(Determinant::Compute(values.data(), n, sign));
+        EXPECT_EQ(sign, sgn(BareissDeterminant(values, n))) << n << " " << spread;
+      }
+    }
+    std::vector<double> hadamard(std::size_t(n) * n);
+    for (unsigned int i = 0; i < n; ++i) {
+      for (unsigned int j = 0; j < n; ++j) {
+        hadamard[i * n + j] = std::popcount(i & j) % 2 ? -DBL_MAX : DBL_MAX;
+      }
+    }
+    std::int32_t sign = 7;
+    if (n >= 2) {
+      EXPECT_FALSE(Determinant::TrySignInDoubles(hadamard.data(), n, sign));
+    }
+    ASSERT_TRUE(Determinant::Compute(hadamard.data(), n, sign));
+    EXPECT_EQ(sign, sgn(BareissDeterminant(hadamard, n))) << n;
+  }
+}
+
 // The largest error of the multiplier fl(m_ik / m_kk) over the box of exact
 // pivots and entries: |x / y - l| is monotone in each of x and y on the box
 // (y keeps its sign), so a corner attains it.
