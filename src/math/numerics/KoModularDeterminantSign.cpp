@@ -55,6 +55,13 @@ struct SModulus {
     if (u >= p) u -= p;
     return u;
   }
+  // Redc for t < 2 p^2: then t R^-1 < p / 2 and the quotient stays below
+  // 3p / 2, which one subtraction reduces.
+  constexpr std::uint64_t RedcBelowTwoSquares(UInt128 t) const {
+    const std::uint64_t m = static_cast<std::uint64_t>(t) * negInverse;
+    const auto u = static_cast<std::uint64_t>((t + UInt128(m) * p) >> 64);
+    return u >= p ? u - p : u;
+  }
   constexpr std::uint64_t Multiply(std::uint64_t a, std::uint64_t b) const {
     return Redc(UInt128(a) * b);
   }
@@ -185,11 +192,10 @@ SIntegerEntry Decompose(double value) {
 // Scaled integer matrix: entry (i, j) is +-mantissa * 2^shift with shift >=
 // 0, rows scaled independently.
 struct SIntegerMatrix {
-  explicit SIntegerMatrix(std::pmr::memory_resource* arena) : entries(arena) {}
   unsigned int order = 0;
-  std::pmr::vector<SIntegerEntry> entries;  // exponent replaced by the shift
-  std::uint64_t boundBits = 0;              // log2 of twice Hadamard's bound, rounded up
-  std::int64_t scaleBits = 0;               // the rows' scaling: det_int = det 2^scaleBits
+  std::span<SIntegerEntry> entries;  // exponent replaced by the shift
+  std::uint64_t boundBits = 0;       // log2 of twice Hadamard's bound, rounded up
+  std::int64_t scaleBits = 0;        // the rows' scaling: det_int = det 2^scaleBits
   std::int32_t largestShift = 0;
   bool hasZeroRow = false;
 };
@@ -198,11 +204,12 @@ unsigned int CeilLog2(unsigned int n) {
   return n <= 1 ? 0 : static_cast<unsigned int>(std::bit_width(n - 1));
 }
 
+// `storage` holds order x order entries.
 SIntegerMatrix ScaleRows(const double* values, unsigned int order,
-                         std::pmr::memory_resource* arena) {
-  SIntegerMatrix matrix(arena);
+                         std::span<SIntegerEntry> storage) {
+  SIntegerMatrix matrix;
   matrix.order = order;
-  matrix.entries.resize(std::size_t(order) * order);
+  matrix.entries = storage;
   for (unsigned int i = 0; i < order; ++i) {
     std::int32_t lowest = 0, highest = 0;
     bool any = false;
@@ -281,8 +288,8 @@ std::uint64_t DeterminantBySubsets(const SModulus& mod, const std::uint64_t* a, 
       const UInt128 positive = (row & 1) == 0 ? even : odd;
       const UInt128 negative = (row & 1) == 0 ? odd : even;
       minor[set] = mod.Redc(positive + (threeSquares - negative));
-      const unsigned int lowest = set & (0u - set), ripple = set + lowest;
-      set = (((ripple ^ set) >> 2) / lowest) | ripple;
+      const unsigned int ripple = set + (set & (0u - set));
+      set = (((ripple ^ set) >> 2) >> std::countr_zero(set)) | ripple;
     }
   }
   std::uint64_t det = mod.Multiply(minor[full], mod.r2);                 // times R
@@ -297,7 +304,7 @@ std::uint64_t DeterminantBySubsets(const SModulus& mod, const std::uint64_t* a, 
 // which for small orders beats the primes by a wide margin. Entries must fit
 // one limb (a row's scaled mantissas below 2^64), so a minor of k rows is
 // below k^(k/2) 2^(64 k) < 2^(64 (k + 1) - 1) for k <= 6: it is computed in
-// min(k + 1, W) limbs and stored sign-extended to c_uiMostLimbs, so that a
+// min(k + 1, W) limbs and stored sign-extended to W limbs, so that a
 // wider level reads its low limbs as the same integer modulo its width.
 constexpr unsigned int c_uiMostLimbs = 7;
 using SWideInteger = std::array<std::uint64_t, c_uiMostLimbs>;
@@ -338,7 +345,8 @@ void MultiplySubtract(SWideInteger& sum, std::uint64_t factor, const SWideIntege
 
 // The minors of rows 0 ... row over every column set of row + 1 columns.
 template <unsigned int Width>
-void ExpandRow(const SIntegerMatrix& matrix, unsigned int row, SWideInteger* minor) {
+void ExpandRow(const SIntegerMatrix& matrix, unsigned int row, unsigned int limbs,
+               SWideInteger* minor) {
   const unsigned int n = matrix.order, full = (1u << n) - 1;
   const SIntegerEntry* entries = matrix.entries.data() + row * n;
   // Gosper's hack: every set of row + 1 columns in increasing order.
@@ -360,9 +368,10 @@ void ExpandRow(const SIntegerMatrix& matrix, unsigned int row, SWideInteger* min
       }
     }
     const std::uint64_t extension = std::int64_t(sum[Width - 1]) < 0 ? ~std::uint64_t{0} : 0;
-    std::fill(sum.begin() + Width, sum.end(), extension);
-    const unsigned int lowest = set & (0u - set), ripple = set + lowest;
-    set = (((ripple ^ set) >> 2) / lowest) | ripple;
+    std::fill(sum.begin() + Width, sum.begin() + limbs, extension);
+    // Gosper's division by the lowest bit, as a shift.
+    const unsigned int ripple = set + (set & (0u - set));
+    set = (((ripple ^ set) >> 2) >> std::countr_zero(set)) | ripple;
   }
 }
 
@@ -383,25 +392,25 @@ std::int32_t SignModuloPowerOfTwo(const SIntegerMatrix& matrix, unsigned int lim
     const std::uint64_t bits = rowBits + (k * CeilLog2(k) + 1) / 2 + 1;
     switch (std::min<std::uint64_t>((bits + 63) / 64, limbs)) {
       case 1:
-        ExpandRow<1>(matrix, row, minor.data());
+        ExpandRow<1>(matrix, row, limbs, minor.data());
         break;
       case 2:
-        ExpandRow<2>(matrix, row, minor.data());
+        ExpandRow<2>(matrix, row, limbs, minor.data());
         break;
       case 3:
-        ExpandRow<3>(matrix, row, minor.data());
+        ExpandRow<3>(matrix, row, limbs, minor.data());
         break;
       case 4:
-        ExpandRow<4>(matrix, row, minor.data());
+        ExpandRow<4>(matrix, row, limbs, minor.data());
         break;
       case 5:
-        ExpandRow<5>(matrix, row, minor.data());
+        ExpandRow<5>(matrix, row, limbs, minor.data());
         break;
       case 6:
-        ExpandRow<6>(matrix, row, minor.data());
+        ExpandRow<6>(matrix, row, limbs, minor.data());
         break;
       default:
-        ExpandRow<c_uiMostLimbs>(matrix, row, minor.data());
+        ExpandRow<c_uiMostLimbs>(matrix, row, limbs, minor.data());
         break;
     }
   }
@@ -432,10 +441,10 @@ std::uint64_t DeterminantByElimination(const SModulus& mod, std::uint64_t* a, un
     for (unsigned int i = k + 1; i < n; ++i) {
       const std::uint64_t q = at(i, k);
       if (q == 0) continue;
-      // pivot a_ij + (p^2 - q a_kj) < 2 p^2: one reduction for both products.
-      const UInt128 square = UInt128(mod.p) * mod.p;
+      // pivot a_ij + (p - q) a_kj < 2 p^2: one reduction for both products.
+      const std::uint64_t minusQ = mod.p - q;
       for (unsigned int j = k + 1; j < n; ++j) {
-        at(i, j) = mod.Redc(UInt128(pivot) * at(i, j) + (square - UInt128(q) * at(k, j)));
+        at(i, j) = mod.RedcBelowTwoSquares(UInt128(pivot) * at(i, j) + UInt128(minusQ) * at(k, j));
       }
       scale = mod.Multiply(scale, pivot);
     }
@@ -513,10 +522,13 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
     sign = 1;  // the empty product
     return true;
   }
-  // Scratch space on the stack; orders beyond about twelve spill to the heap.
-  std::array<std::byte, 8192> scratch;
-  std::pmr::monotonic_buffer_resource arena(scratch.data(), scratch.size());
-  const SIntegerMatrix matrix = ScaleRows(values, order, &arena);
+  // Entries on the stack up to order 8, on the heap beyond.
+  const std::size_t count = std::size_t(order) * order;
+  std::array<SIntegerEntry, 64> stackEntries;
+  std::vector<SIntegerEntry> heapEntries(count > stackEntries.size() ? count : 0);
+  const SIntegerMatrix matrix = ScaleRows(
+      values, order,
+      heapEntries.empty() ? std::span(stackEntries).first(count) : std::span(heapEntries));
   if (matrix.hasZeroRow) {
     sign = 0;
     return true;
@@ -539,6 +551,9 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
   }
   const std::uint64_t primeCount = (boundBits + 1 + 61) / 62;
   if (primeCount > c_uiMostPrimes) return false;
+  // Scratch space on the stack; orders beyond about twenty spill to the heap.
+  std::array<std::byte, 8192> scratch;
+  std::pmr::monotonic_buffer_resource arena(scratch.data(), scratch.size());
   std::pmr::vector<std::uint64_t> residues(matrix.entries.size(), &arena);
   std::pmr::vector<std::uint64_t> determinants(primeCount, &arena);
   for (std::size_t i = 0; i < primeCount; ++i) {

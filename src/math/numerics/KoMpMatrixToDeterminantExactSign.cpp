@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cfloat>
 #include <cmath>
-#include <memory_resource>
 #include <optional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -311,16 +313,26 @@ constexpr double c_dRadiusInflation = 1.0 + 0x1p-48;
 constexpr double c_dUnderflowSlack = 0x1p-1000;
 constexpr double c_dSmallestSubnormal = 0x1p-1074;
 
+// frexp's exponent of a finite x >= 0: x < 2^e, subnormals included (and
+// -1074 for zero, which any bound covers).
+int BinaryExponent(double x) {
+  const auto bits = std::bit_cast<std::uint64_t>(x);
+  const auto biased = static_cast<int>(bits >> 52);
+  return biased != 0 ? biased - 1022 : std::bit_width(bits) - 1074;
+}
+
 class CSignFilter {
  public:
-  CSignFilter(const double* values, unsigned int order, std::pmr::memory_resource* arena)
+  // `storage` holds 2 order^2 doubles: the midpoints, then the radii.
+  CSignFilter(const double* values, unsigned int order, double* storage)
       : m_order(order),
-        m_mid(values, values + std::size_t(order) * order, arena),
-        m_radius(m_mid.size(), arena) {
+        m_mid(storage, std::size_t(order) * order),
+        m_radius(storage + m_mid.size(), m_mid.size()) {
     for (std::size_t e = 0; e < m_mid.size(); ++e) {
-      if (std::fpclassify(m_mid[e]) != FP_SUBNORMAL) continue;
-      m_mid[e] = m_mid[e] * 0.5 + std::copysign(0x1p-1023, m_mid[e]);
-      m_radius[e] = c_dSmallestSubnormal;
+      const double v = values[e];
+      const bool subnormal = std::fabs(v) < DBL_MIN && v != 0.0;
+      m_mid[e] = subnormal ? v * 0.5 + std::copysign(0x1p-1023, v) : v;
+      m_radius[e] = subnormal ? c_dSmallestSubnormal : 0.0;
     }
   }
 
@@ -339,13 +351,13 @@ class CSignFilter {
       if (choosePivot(k)) result = -result;
       const double pivot = mid(k, k);
       const double largest = (std::fabs(pivot) + radius(k, k)) * (1.0 + 0x1p-50);
-      int exponent = 0;
-      std::frexp(largest, &exponent);
-      bits += exponent;
       if (!(std::fabs(pivot) > radius(k, k))) {
-        if (k + 1 == m_order && std::isfinite(largest)) magnitudeBits = bits;
+        if (k + 1 == m_order && std::isfinite(largest)) {
+          magnitudeBits = bits + BinaryExponent(largest);
+        }
         return false;
       }
+      bits += BinaryExponent(largest);
       if (pivot < 0.0) result = -result;
       for (unsigned int i = k + 1; i < m_order; ++i) eliminate(k, i);
     }
@@ -394,16 +406,18 @@ class CSignFilter {
   }
 
   unsigned int m_order;
-  std::pmr::vector<double> m_mid;
-  std::pmr::vector<double> m_radius;
+  std::span<double> m_mid;
+  std::span<double> m_radius;
 };
 
 bool FilterSign(const double* values, unsigned int order, std::int32_t& sign,
                 std::optional<std::int64_t>& magnitudeBits) {
-  // Scratch on the stack up to order 22; larger matrices spill to the heap.
-  std::array<std::byte, 8192> scratch;
-  std::pmr::monotonic_buffer_resource arena(scratch.data(), scratch.size());
-  return CSignFilter(values, order, &arena).Decide(sign, magnitudeBits);
+  // Scratch on the stack up to order 16, on the heap beyond.
+  constexpr unsigned int c_uiStackOrder = 16;
+  std::array<double, 2 * c_uiStackOrder * c_uiStackOrder> stackStorage;
+  std::vector<double> heapStorage(order > c_uiStackOrder ? 2 * std::size_t(order) * order : 0);
+  double* storage = heapStorage.empty() ? stackStorage.data() : heapStorage.data();
+  return CSignFilter(values, order, storage).Decide(sign, magnitudeBits);
 }
 
 // Sign only: the floating-point filter decides well-conditioned matrices,
