@@ -32,8 +32,10 @@
 // Sign-only mode first tries TrySignInDoubles, a floating-point filter with
 // a rigorous error bound that decides all but (nearly) singular matrices in
 // O(order^3) double operations; undecided matrices get their sign from the
-// determinant of the row-scaled integer matrix modulo a few 62-bit primes
-// (Chinese remaindering in mixed radix against Hadamard's bound). Only
+// determinant of the row-scaled integer matrix, exactly in wrapping
+// multi-limb integers up to order 6 (entries of at most 64 bits), else
+// modulo a few 62-bit primes (Chinese remaindering in mixed radix), either
+// against the filter's or Hadamard's bound. Only
 // matrices with non-finite entries, or spanning thousands of binary orders
 // of magnitude, are left to the exact elimination.
 //

@@ -301,11 +301,12 @@ std::uint64_t DeterminantBySubsets(const SModulus& mod, const std::uint64_t* a, 
 // modulo 2^(64 W): two's-complement numbers of W limbs whose arithmetic
 // wraps. The determinant is read correctly once |det| < 2^(64 W - 1), its
 // sign being the top bit; no reduction, residues or Chinese remaindering,
-// which for small orders beats the primes by a wide margin. Entries must fit
-// one limb (a row's scaled mantissas below 2^64), so a minor of k rows is
-// below k^(k/2) 2^(64 k) < 2^(64 (k + 1) - 1) for k <= 6: it is computed in
-// min(k + 1, W) limbs and stored sign-extended to W limbs, so that a
-// wider level reads its low limbs as the same integer modulo its width.
+// which for small orders beats the primes several times over. Entries must
+// fit one limb (a row's scaled mantissas below 2^64). A minor of k rows is
+// an integer below Hadamard's bound for those rows, so each level runs in
+// the limbs that bound needs (at most W, modulo 2^(64 W) at the top) and
+// stores its minors sign-extended to W limbs: a wider level reads their low
+// limbs as the same integers modulo its own width.
 constexpr unsigned int c_uiMostLimbs = 7;
 using SWideInteger = std::array<std::uint64_t, c_uiMostLimbs>;
 

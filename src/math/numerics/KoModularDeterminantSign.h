@@ -8,6 +8,10 @@
 // mixed-radix digits with those of (M - 1) / 2, which are (p_i - 1) / 2, so
 // the integer itself is never built.
 //
+// Orders up to six whose scaled entries fit 64 bits take a cheaper route:
+// the Laplace expansion in W-limb integers that wrap modulo 2^(64 W), with
+// 2^(64 W) above twice the bound, read off as a two's-complement sign.
+//
 // Entries are read as the exact numbers read them: a subnormal double d
 // with fraction f counts as (2^52 + f) * 2^-1075, the value KoFloatExact
 // gives it, so this path agrees with the exact elimination on every input.
