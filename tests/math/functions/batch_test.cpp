@@ -97,19 +97,6 @@ TYPED_TEST(BatchEvaluation, EveryClassBitIdenticalToOperatorCall) {
       {"uniform table", uniform.Clone()},
       {"non-uniform table", nonUniform.Clone()}};
   for (const auto& [name, f] : functions) ExpectBatchEqualsCalls<T, T>(*f, x, name);
-
-  for (auto type : {uniform.eNone, uniform.eLinear, static_cast<decltype(uniform.eNone)>(2)}) {
-    uniform.SetInterpolationType(type);
-    nonUniform.SetInterpolationType(type);
-    ExpectBatchEqualsCalls<T, T>(uniform, x, "uniform table, each mode");
-    ExpectBatchEqualsCalls<T, T>(nonUniform, x, "non-uniform table, each mode");
-  }
-  // Degenerate tables: none and one sample give InvalidY, also in a batch.
-  KoFunctionTableNonUniform<T, T> empty, single(1);
-  empty.SetInvalidY(T(-9));
-  single.AppendSorted(1, 2);
-  ExpectBatchEqualsCalls<T, T>(empty, x, "empty table");
-  ExpectBatchEqualsCalls<T, T>(single, x, "one-sample table");
 }
 
 TEST(BatchEvaluationVector, VectorTableAndLengthMismatch) {

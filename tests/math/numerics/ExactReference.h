@@ -30,7 +30,8 @@ inline mpq_class ToRational(const KoFloatExact& number) {
 }
 
 // Bareiss' fraction-free elimination with row swaps; every division is exact.
-inline mpq_class BareissDeterminant(std::vector<mpq_class> m, unsigned int n) {
+inline mpq_class BareissDeterminant(const std::vector<double>& values, unsigned int n) {
+  std::vector<mpq_class> m(values.begin(), values.end());
   auto at = [&](unsigned int r, unsigned int c) -> mpq_class& { return m[r * n + c]; };
   mpq_class previous = 1, sign = 1;
   for (unsigned int k = 0; k + 1 < n; ++k) {
@@ -47,19 +48,6 @@ inline mpq_class BareissDeterminant(std::vector<mpq_class> m, unsigned int n) {
     previous = at(k, k);
   }
   return n == 0 ? mpq_class(1) : mpq_class(sign * at(n - 1, n - 1));
-}
-
-inline mpq_class BareissDeterminant(const std::vector<double>& values, unsigned int n) {
-  return BareissDeterminant(std::vector<mpq_class>(values.begin(), values.end()), n);
-}
-
-// A double as the exact numbers read it: a subnormal with its hidden bit
-// set, (2^52 + fraction) 2^-1075.
-inline mpq_class HiddenBitValue(double value) {
-  if (std::fpclassify(value) != FP_SUBNORMAL) return mpq_class(value);
-  mpq_class result(std::ldexp(std::fabs(value), 1074) + 0x1p52);
-  mpq_div_2exp(result.get_mpq_t(), result.get_mpq_t(), 1075);
-  return value < 0 ? mpq_class(-result) : result;
 }
 
 // Random sign, 52 random fraction bits, binary exponent in [low, high].
