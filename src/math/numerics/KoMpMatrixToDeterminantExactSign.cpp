@@ -321,6 +321,16 @@ int BinaryExponent(double x) {
   return biased != 0 ? biased - 1022 : std::bit_width(bits) - 1074;
 }
 
+// The bound r_l above on |l - fl(m_ik / m_kk)|.
+double MultiplierRadius(double pivotMid, double pivotRadius, double entryMid, double entryRadius) {
+  const double pivotGap = std::fabs(pivotMid) - pivotRadius;
+  const double absL = std::fabs(entryMid / pivotMid);
+  const double quotientBound = (1.0 + 2.0 * c_dUnitRoundoff) * absL + c_dSmallestSubnormal;
+  return ((entryRadius + quotientBound * pivotRadius + c_dUnderflowSlack) / pivotGap +
+          c_dUnitRoundoff * absL + c_dUnderflowSlack) *
+         c_dRadiusInflation;
+}
+
 class CSignFilter {
  public:
   // `storage` holds 2 order^2 doubles: the midpoints, then the radii.
@@ -392,8 +402,7 @@ class CSignFilter {
     if (mid(i, k) == 0.0 && radius(i, k) == 0.0) return;
     const double l = mid(i, k) / mid(k, k);
     const double absL = std::fabs(l);
-    const double lRadius = KoMpMatrixToDeterminantExactSign::FilterMultiplierRadius(
-        mid(k, k), radius(k, k), mid(i, k), radius(i, k));
+    const double lRadius = MultiplierRadius(mid(k, k), radius(k, k), mid(i, k), radius(i, k));
     for (unsigned int j = k + 1; j < m_order; ++j) {
       const double p = l * mid(k, j);
       const double updated = mid(i, j) - p;
@@ -569,12 +578,7 @@ bool KoMpMatrixToDeterminantExactSign::TrySignInDoubles(const double* values, un
 double KoMpMatrixToDeterminantExactSign::FilterMultiplierRadius(double pivotMid, double pivotRadius,
                                                                 double entryMid,
                                                                 double entryRadius) {
-  const double pivotGap = std::fabs(pivotMid) - pivotRadius;
-  const double absL = std::fabs(entryMid / pivotMid);
-  const double quotientBound = (1.0 + 2.0 * c_dUnitRoundoff) * absL + c_dSmallestSubnormal;
-  return ((entryRadius + quotientBound * pivotRadius + c_dUnderflowSlack) / pivotGap +
-          c_dUnitRoundoff * absL + c_dUnderflowSlack) *
-         c_dRadiusInflation;
+  return MultiplierRadius(pivotMid, pivotRadius, entryMid, entryRadius);
 }
 
 bool KoMpMatrixToDeterminantExactSign::checkPreConditions() const {
