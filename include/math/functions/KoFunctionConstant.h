@@ -32,6 +32,8 @@ class KOMATH_API KoFunctionConstant : public IFunction<In, Out>, public ISeriali
   ~KoFunctionConstant() override;
 
   Out operator()(In x) const override;
+  // Bit for bit operator() per element; sizes as IFunction::Evaluate.
+  void Evaluate(std::span<const In> x, std::span<Out> y) const override;
 
   T GetValue() const { return m_value; }
   void SetValue(T value) { m_value = value; }

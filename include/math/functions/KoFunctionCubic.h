@@ -35,6 +35,8 @@ class KOMATH_API KoFunctionCubic : public KoFunctionLimited<In, Out> {
   ~KoFunctionCubic() override;
 
   Out operator()(In x) const override;
+  // Bit for bit operator() per element; sizes as IFunction::Evaluate.
+  void Evaluate(std::span<const In> x, std::span<Out> y) const override;
   std::unique_ptr<KoFunctionLimited<In, Out>> Clone() const override;
 
   // c0, c1, c2, c3 for i = 0 to 3 (not checked).

@@ -36,6 +36,8 @@ class KOMATH_API KoFunctionInverse : public IFunction<In, Out>, public ISerializ
   ~KoFunctionInverse() override;
 
   Out operator()(In x) const override;
+  // Bit for bit operator() per element; sizes as IFunction::Evaluate.
+  void Evaluate(std::span<const In> x, std::span<Out> y) const override;
 
   T GetXFactor() const { return m_xFactor; }
   void SetXFactor(T xFactor) { m_xFactor = xFactor; }

@@ -41,6 +41,8 @@ class KOMATH_API KoFunctionLimitedHemisphere : public KoFunctionLimited<In, Out>
   ~KoFunctionLimitedHemisphere() override;
 
   Out operator()(In x) const override;
+  // Bit for bit operator() per element; sizes as IFunction::Evaluate.
+  void Evaluate(std::span<const In> x, std::span<Out> y) const override;
   std::unique_ptr<KoFunctionLimited<In, Out>> Clone() const override;
 
   // True when the circle answers x (r² − (x − cx)² ≥ 0 in T, the very test

@@ -47,6 +47,8 @@ class KOMATH_API KoFunctionLimitedPiecewise : public KoFunctionLimited<In, Out> 
   ~KoFunctionLimitedPiecewise() override;
 
   Out operator()(In x) const override;
+  // Bit for bit operator() per element; sizes as IFunction::Evaluate.
+  void Evaluate(std::span<const In> x, std::span<Out> y) const override;
   std::unique_ptr<KoFunctionLimited<In, Out>> Clone() const override;
 
   const KbArray<SDomain>& GetPieces() const { return m_pieces; }

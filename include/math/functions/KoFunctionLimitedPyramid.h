@@ -39,6 +39,8 @@ class KOMATH_API KoFunctionLimitedPyramid : public KoFunctionLimited<In, Out>,
   ~KoFunctionLimitedPyramid() override;
 
   Out operator()(In x) const override;
+  // Bit for bit operator() per element; sizes as IFunction::Evaluate.
+  void Evaluate(std::span<const In> x, std::span<Out> y) const override;
   std::unique_ptr<KoFunctionLimited<In, Out>> Clone() const override;
 
   T GetPeakX() const { return m_peakX; }

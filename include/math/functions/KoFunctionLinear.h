@@ -24,6 +24,8 @@ class KOMATH_API KoFunctionLinear : public IFunction<T, T>, public ISerializable
 
   // One multiplication, then one addition, both in T (never fused).
   T operator()(T x) const override;
+  // Bit for bit operator() per element; sizes as IFunction::Evaluate.
+  void Evaluate(std::span<const T> x, std::span<T> y) const override;
 
   T GetGradient() const { return m_gradient; }
   void SetGradient(T gradient) { m_gradient = gradient; }

@@ -48,6 +48,8 @@ class KOMATH_API KoFunctionRampCircular : public IFunction<T, T> {
   ~KoFunctionRampCircular() override;
 
   T operator()(T x) const override;
+  // Bit for bit operator() per element; sizes as IFunction::Evaluate.
+  void Evaluate(std::span<const T> x, std::span<T> y) const override;
 
   // The rise; its pieces point to functions this ramp owns.
   const KoFunctionLimitedPiecewise<T, T>& GetCurve() const;

@@ -41,6 +41,8 @@ class KOMATH_API KoFunctionRampLinear : public IFunction<T, T>,
   ~KoFunctionRampLinear() override;
 
   T operator()(T x) const override;
+  // Bit for bit operator() per element; sizes as IFunction::Evaluate.
+  void Evaluate(std::span<const T> x, std::span<T> y) const override;
 
   T GetLength() const { return m_length; }
   T GetStart() const { return m_start; }

@@ -41,6 +41,8 @@ class KOMATH_API KoFunctionRampSpline : public KoFunctionRampLinear<T> {
   ~KoFunctionRampSpline() override;
 
   T operator()(T x) const override;
+  // Bit for bit operator() per element; sizes as IFunction::Evaluate.
+  void Evaluate(std::span<const T> x, std::span<T> y) const override;
 
   const KoInterpolationPolynomHermite<T>& GetPolynom() const { return *m_polynom; }
 

@@ -32,8 +32,10 @@
 // Sign-only mode first tries TrySignInDoubles, a floating-point filter with
 // a rigorous error bound that decides all but (nearly) singular matrices in
 // O(order^3) double operations; undecided matrices get their sign from the
-// determinant of the row-scaled integer matrix modulo a few 62-bit primes
-// (Chinese remaindering in mixed radix against Hadamard's bound). Only
+// determinant of the row-scaled integer matrix, exactly in wrapping
+// multi-limb integers up to order 6 (entries of at most 64 bits), else
+// modulo a few 62-bit primes (Chinese remaindering in mixed radix), either
+// against the filter's or Hadamard's bound. Only
 // matrices with non-finite entries, or spanning thousands of binary orders
 // of magnitude, are left to the exact elimination.
 //
@@ -95,8 +97,18 @@ class KOMATH_API KoMpMatrixToDeterminantExactSign : public KoMpAlgorithm {
   // entry) proves every pivot non-zero; false, leaving `sign` untouched,
   // when it cannot (singular or nearly singular matrices, non-finite
   // entries, overflow). The empty matrix gets +1. Subnormal entries are
-  // taken at their true value here, unlike in KoFloatExact.
+  // read as KoFloatExact reads them (with the hidden bit set), so the filter
+  // agrees with the exact elimination wherever it decides.
   static bool TrySignInDoubles(const double* values, unsigned int order, std::int32_t& sign);
+
+  // The filter's bound on one elimination multiplier: for an exact pivot in
+  // [pivotMid - pivotRadius, pivotMid + pivotRadius] with |pivotMid| >
+  // pivotRadius and an exact entry in [entryMid - entryRadius, entryMid +
+  // entryRadius], the exact quotient lies within the result of
+  // fl(entryMid / pivotMid), underflow included. Public so that the bound
+  // can be checked where it is tightest.
+  static double FilterMultiplierRadius(double pivotMid, double pivotRadius, double entryMid,
+                                       double entryRadius);
 
  protected:
   // True when the matrix is set and square, a determinant or a sign is

@@ -80,6 +80,8 @@ class KOMATH_API KoFunctionTableNonUniform : public KoFunctionTable<In, Out> {
   virtual void AppendSorted(In x, Out y);
 
   Out operator()(In x) const override;
+  // Bit for bit operator() per element; sizes as IFunction::Evaluate.
+  void Evaluate(std::span<const In> x, std::span<Out> y) const override;
   // The kernels of KoFunctionTable with h = getH().
   Out GetDerivative(In x) const override;
   Out GetSecondDerivative(In x) const override;

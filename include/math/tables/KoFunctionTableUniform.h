@@ -87,6 +87,8 @@ class KOMATH_API KoFunctionTableUniform : public KoFunctionTable<In, Out> {
   void Add(T x, T value);
 
   Out operator()(In x) const override;
+  // Bit for bit operator() per element; sizes as IFunction::Evaluate.
+  void Evaluate(std::span<const In> x, std::span<Out> y) const override;
   // The kernels of KoFunctionTable with the sample step as h.
   Out GetDerivative(In x) const override;
   Out GetSecondDerivative(In x) const override;

@@ -45,6 +45,8 @@ class KOMATH_API KoInterpolationPolynomHermite : public IFunction<T, T>, public 
 
   // Terms are added to 0 in the order P0, P1, M0, M1, each only when flagged.
   T operator()(T t) const override;
+  // Bit for bit operator() per element; sizes as IFunction::Evaluate.
+  void Evaluate(std::span<const T> x, std::span<T> y) const override;
 
   T GetStartValue() const { return m_coefficients[eP0]; }
   T GetStartTangent() const { return m_coefficients[eM0]; }
@@ -85,6 +87,8 @@ class KOMATH_API KoInterpolationPolynomHermiteOverscale : public KoInterpolation
   ~KoInterpolationPolynomHermiteOverscale() override;
 
   T operator()(T t) const override;
+  // Bit for bit operator() per element; sizes as IFunction::Evaluate.
+  void Evaluate(std::span<const T> x, std::span<T> y) const override;
 
   T GetOverscale() const { return m_overscale; }
 

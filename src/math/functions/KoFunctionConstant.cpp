@@ -11,6 +11,13 @@ Out KoFunctionConstant<In, Out>::operator()(In /*x*/) const {
 }
 
 template <class In, class Out>
+void KoFunctionConstant<In, Out>::Evaluate(std::span<const In> x, std::span<Out> y) const {
+  this->checkBatchSizes(x.size(), y.size());
+  const Out value = m_value;
+  for (std::size_t i = 0; i < y.size(); ++i) y[i] = value;
+}
+
+template <class In, class Out>
 void KoFunctionConstant<In, Out>::Serialize(KbStreamWriteBinary& stream) const {
   stream.WriteVersion(c_uiVersion);
   KoWriteValue(stream, m_value);

@@ -40,6 +40,21 @@ Out KoFunctionCubic<In, Out>::operator()(In x) const {
   return ((x * c[3] + c[2]) * x + c[1]) * x + c[0];
 }
 
+// Both branches are computed and one is selected, which vectorises; the
+// selected value is the one operator() returns.
+template <class In, class Out>
+void KoFunctionCubic<In, Out>::Evaluate(std::span<const In> x, std::span<Out> y) const {
+  this->checkBatchSizes(x.size(), y.size());
+  const T minX = this->GetMinX(), maxX = this->GetMaxX(), invalid = this->GetInvalidY();
+  const T c0 = m_coefficients[0], c1 = m_coefficients[1], c2 = m_coefficients[2],
+          c3 = m_coefficients[3];
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    const T v = x[i];
+    const T value = ((v * c3 + c2) * v + c1) * v + c0;
+    y[i] = (minX > v || v > maxX) ? invalid : value;
+  }
+}
+
 template <class In, class Out>
 std::unique_ptr<KoFunctionLimited<In, Out>> KoFunctionCubic<In, Out>::Clone() const {
   return std::make_unique<KoFunctionCubic>(*this);

@@ -14,6 +14,13 @@ Out KoFunctionInverse<In, Out>::operator()(In x) const {
 }
 
 template <class In, class Out>
+void KoFunctionInverse<In, Out>::Evaluate(std::span<const In> x, std::span<Out> y) const {
+  this->checkBatchSizes(x.size(), y.size());
+  const T offset = m_xOffset, factor = m_xFactor;
+  for (std::size_t i = 0; i < x.size(); ++i) y[i] = T(1) / ((x[i] - offset) * factor);
+}
+
+template <class In, class Out>
 void KoFunctionInverse<In, Out>::Serialize(KbStreamWriteBinary& stream) const {
   stream.WriteVersion(c_uiVersion);
   KoWriteValue(stream, m_xFactor);

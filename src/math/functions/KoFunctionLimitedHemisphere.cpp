@@ -38,6 +38,23 @@ Out KoFunctionLimitedHemisphere<In, Out>::operator()(In x) const {
   return std::sqrt(q) * sign + m_centre.second;
 }
 
+// The root is taken of q clamped at 0 and thrown away where q < 0: no
+// argument can make it set errno, so the loop vectorises, and the selected
+// values are those of operator() (a NaN q stays NaN through the clamp).
+template <class In, class Out>
+void KoFunctionLimitedHemisphere<In, Out>::Evaluate(std::span<const In> x, std::span<Out> y) const {
+  this->checkBatchSizes(x.size(), y.size());
+  const T cx = m_centre.first, cy = m_centre.second, radius = m_radius,
+          invalid = this->GetInvalidY();
+  const T sign = m_upper ? T(1) : T(-1);
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    const T d = x[i] - cx;
+    const T q = radius * radius - d * d;
+    const T value = std::sqrt(0 > q ? T(0) : q) * sign + cy;
+    y[i] = 0 > q ? invalid : value;
+  }
+}
+
 template <class In, class Out>
 std::unique_ptr<KoFunctionLimited<In, Out>> KoFunctionLimitedHemisphere<In, Out>::Clone() const {
   return std::make_unique<KoFunctionLimitedHemisphere>(*this);

@@ -23,6 +23,14 @@ Out KoFunctionLimitedPiecewise<In, Out>::operator()(In x) const {
   return this->GetInvalidY();
 }
 
+// Each piece is a function object of its own: the loop saves the dispatch
+// into this one only.
+template <class In, class Out>
+void KoFunctionLimitedPiecewise<In, Out>::Evaluate(std::span<const In> x, std::span<Out> y) const {
+  this->checkBatchSizes(x.size(), y.size());
+  for (std::size_t i = 0; i < x.size(); ++i) y[i] = KoFunctionLimitedPiecewise::operator()(x[i]);
+}
+
 template <class In, class Out>
 std::unique_ptr<KoFunctionLimited<In, Out>> KoFunctionLimitedPiecewise<In, Out>::Clone() const {
   return std::make_unique<KoFunctionLimitedPiecewise>(*this);

@@ -23,6 +23,20 @@ Out KoFunctionLimitedPyramid<In, Out>::operator()(In x) const {
 }
 
 template <class In, class Out>
+void KoFunctionLimitedPyramid<In, Out>::Evaluate(std::span<const In> x, std::span<Out> y) const {
+  this->checkBatchSizes(x.size(), y.size());
+  const T a = this->GetMinX(), b = this->GetMaxX(), invalid = this->GetInvalidY();
+  const T peak = m_peakX, height = m_height;
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    const T v = x[i];
+    const T rising = (v - a) * height / (peak - a);
+    const T falling = (b - v) * height / (b - peak);
+    const T value = peak > v ? rising : falling;
+    y[i] = (a > v || v > b) ? invalid : value;
+  }
+}
+
+template <class In, class Out>
 std::unique_ptr<KoFunctionLimited<In, Out>> KoFunctionLimitedPyramid<In, Out>::Clone() const {
   return std::make_unique<KoFunctionLimitedPyramid>(*this);
 }

@@ -10,6 +10,15 @@ T KoFunctionLinear<T>::operator()(T x) const {
   return x * m_gradient + m_yIntercept;
 }
 
+// Members are read into locals once: y may share their type, and the loop
+// then compiles to vector instructions.
+template <class T>
+void KoFunctionLinear<T>::Evaluate(std::span<const T> x, std::span<T> y) const {
+  this->checkBatchSizes(x.size(), y.size());
+  const T gradient = m_gradient, yIntercept = m_yIntercept;
+  for (std::size_t i = 0; i < x.size(); ++i) y[i] = x[i] * gradient + yIntercept;
+}
+
 template <class T>
 void KoFunctionLinear<T>::Serialize(KbStreamWriteBinary& stream) const {
   stream.WriteVersion(c_uiVersion);

@@ -198,6 +198,12 @@ T KoFunctionRampCircular<T>::operator()(T x) const {
 }
 
 template <class T>
+void KoFunctionRampCircular<T>::Evaluate(std::span<const T> x, std::span<T> y) const {
+  this->checkBatchSizes(x.size(), y.size());
+  for (std::size_t i = 0; i < x.size(); ++i) y[i] = KoFunctionRampCircular::operator()(x[i]);
+}
+
+template <class T>
 const KoFunctionLimitedPiecewise<T, T>& KoFunctionRampCircular<T>::GetCurve() const {
   return *m_parameters->curve;
 }

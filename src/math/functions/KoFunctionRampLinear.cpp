@@ -37,6 +37,17 @@ T KoFunctionRampLinear<T>::operator()(T x) const {
 }
 
 template <class T>
+void KoFunctionRampLinear<T>::Evaluate(std::span<const T> x, std::span<T> y) const {
+  this->checkBatchSizes(x.size(), y.size());
+  const T gradient = m_line.GetGradient(), yIntercept = m_line.GetYIntercept();
+  const T low = this->GetMin(), high = this->GetMax();
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    const T v = x[i] * gradient + yIntercept;
+    y[i] = v > high ? high : (low > v ? low : v);
+  }
+}
+
+template <class T>
 void KoFunctionRampLinear<T>::Serialize(KbStreamWriteBinary& stream) const {
   stream.WriteVersion(c_uiVersion);
   KoExtrema<T>::Serialize(stream);

@@ -43,6 +43,12 @@ T KoFunctionRampSpline<T>::operator()(T x) const {
 }
 
 template <class T>
+void KoFunctionRampSpline<T>::Evaluate(std::span<const T> x, std::span<T> y) const {
+  this->checkBatchSizes(x.size(), y.size());
+  for (std::size_t i = 0; i < x.size(); ++i) y[i] = KoFunctionRampSpline::operator()(x[i]);
+}
+
+template <class T>
 void KoFunctionRampSpline<T>::Serialize(KbStreamWriteBinary& stream) const {
   stream.WriteVersion(c_uiVersion);
   KoFunctionRampLinear<T>::Serialize(stream);

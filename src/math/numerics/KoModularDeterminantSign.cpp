@@ -6,6 +6,7 @@
 #include <cmath>
 #include <memory_resource>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -53,6 +54,13 @@ struct SModulus {
     if (u >= p) u -= p;
     if (u >= p) u -= p;
     return u;
+  }
+  // Redc for t < 2 p^2: then t R^-1 < p / 2 and the quotient stays below
+  // 3p / 2, which one subtraction reduces.
+  constexpr std::uint64_t RedcBelowTwoSquares(UInt128 t) const {
+    const std::uint64_t m = static_cast<std::uint64_t>(t) * negInverse;
+    const auto u = static_cast<std::uint64_t>((t + UInt128(m) * p) >> 64);
+    return u >= p ? u - p : u;
   }
   constexpr std::uint64_t Multiply(std::uint64_t a, std::uint64_t b) const {
     return Redc(UInt128(a) * b);
@@ -120,6 +128,51 @@ constexpr STables MakeTables() {
 
 constexpr STables c_tables = MakeTables();
 
+// Beyond the 64 tabled primes: the next primes below them, found once, on
+// the first call that needs them, by a deterministic Miller-Rabin test.
+// 448 primes cover every order up to 12 whatever the finite entries (rows
+// of up to 53 + 2046 bits need at most 12 * 2099 + 26 bits, 408 primes).
+// All of them exceed 2^62 - 2^15, so K of them still multiply to more than
+// 2^(62 K - 1).
+constexpr unsigned int c_uiMostPrimes = 448;
+
+// Miller-Rabin with the seven bases that decide every n < 2^64.
+bool IsPrime(std::uint64_t n) {
+  for (std::uint64_t small : {3u, 5u, 7u, 11u, 13u, 17u, 19u, 23u, 29u, 31u, 37u}) {
+    if (n % small == 0) return false;
+  }
+  const SModulus mod = MakeModulus(n);
+  const std::uint64_t minusOne = n - mod.r1;
+  const int twos = std::countr_zero(n - 1);
+  const std::uint64_t odd = (n - 1) >> twos;
+  for (std::uint64_t base :
+       {2ull, 325ull, 9375ull, 28178ull, 450775ull, 9780504ull, 1795265022ull}) {
+    std::uint64_t x = mod.Power(mod.ToMontgomery(base % n), odd);
+    if (x == mod.r1 || x == minusOne) continue;
+    int squarings = 1;
+    for (; squarings < twos && x != minusOne; ++squarings) x = mod.Multiply(x, x);
+    if (x != minusOne) return false;
+  }
+  return true;
+}
+
+const std::vector<SModulus>& ExtendedModuli() {
+  static const std::vector<SModulus> moduli = [] {
+    std::vector<SModulus> result;
+    result.reserve(c_uiMostPrimes - c_uiPrimeCount);
+    for (std::uint64_t n = c_primes.back() - 2; result.size() < c_uiMostPrimes - c_uiPrimeCount;
+         n -= 2) {
+      if (IsPrime(n)) result.push_back(MakeModulus(n));
+    }
+    return result;
+  }();
+  return moduli;
+}
+
+const SModulus& ModulusOf(std::size_t i) {
+  return i < c_uiPrimeCount ? c_tables.moduli[i] : ExtendedModuli()[i - c_uiPrimeCount];
+}
+
 // |d| = mantissa * 2^exponent, subnormals read as KoFloatExact reads them.
 struct SIntegerEntry {
   std::uint64_t mantissa;  // 0, or in [2^52, 2^53)
@@ -139,10 +192,11 @@ SIntegerEntry Decompose(double value) {
 // Scaled integer matrix: entry (i, j) is +-mantissa * 2^shift with shift >=
 // 0, rows scaled independently.
 struct SIntegerMatrix {
-  explicit SIntegerMatrix(std::pmr::memory_resource* arena) : entries(arena) {}
   unsigned int order = 0;
-  std::pmr::vector<SIntegerEntry> entries;  // exponent replaced by the shift
-  std::uint64_t boundBits = 0;              // log2 of twice Hadamard's bound, rounded up
+  std::span<SIntegerEntry> entries;  // exponent replaced by the shift
+  std::uint64_t boundBits = 0;       // log2 of twice Hadamard's bound, rounded up
+  std::int64_t scaleBits = 0;        // the rows' scaling: det_int = det 2^scaleBits
+  std::int32_t largestShift = 0;
   bool hasZeroRow = false;
 };
 
@@ -150,11 +204,12 @@ unsigned int CeilLog2(unsigned int n) {
   return n <= 1 ? 0 : static_cast<unsigned int>(std::bit_width(n - 1));
 }
 
+// `storage` holds order x order entries.
 SIntegerMatrix ScaleRows(const double* values, unsigned int order,
-                         std::pmr::memory_resource* arena) {
-  SIntegerMatrix matrix(arena);
+                         std::span<SIntegerEntry> storage) {
+  SIntegerMatrix matrix;
   matrix.order = order;
-  matrix.entries.resize(std::size_t(order) * order);
+  matrix.entries = storage;
   for (unsigned int i = 0; i < order; ++i) {
     std::int32_t lowest = 0, highest = 0;
     bool any = false;
@@ -174,6 +229,8 @@ SIntegerMatrix ScaleRows(const double* values, unsigned int order,
       SIntegerEntry& entry = matrix.entries[std::size_t(i) * order + j];
       entry.exponent = entry.mantissa == 0 ? 0 : entry.exponent - lowest;
     }
+    matrix.scaleBits -= lowest;
+    matrix.largestShift = std::max(matrix.largestShift, highest - lowest);
     // Every entry of the row is below 2^(53 + highest - lowest).
     matrix.boundBits += 53 + std::uint64_t(highest - lowest);
   }
@@ -183,17 +240,17 @@ SIntegerMatrix ScaleRows(const double* values, unsigned int order,
   return matrix;
 }
 
-// The entry times R^-1 modulo p: one reduction of the (up to 117-bit)
-// integer, the cheapest form to reach; callers fix the power of R later.
-std::uint64_t ScaledResidue(const SModulus& mod, const SIntegerEntry& entry) {
-  std::uint64_t residue;
-  if (entry.exponent < 64) {
-    residue = mod.Redc(UInt128(entry.mantissa) << entry.exponent);
-  } else {
-    // mantissa * (2^s R) R^-1, reduced once more.
-    const std::uint64_t two = mod.Add(mod.r1, mod.r1);
-    residue = mod.Redc(mod.Multiply(entry.mantissa, mod.Power(two, entry.exponent)));
-  }
+// The entry times R^-1 modulo p, the cheapest form to reach; callers fix
+// the power of R later. An entry m 2^s with s = 64 q + t is reduced once as
+// the (up to 117-bit) integer m 2^t, giving m 2^t R^-1, and for q > 0 is
+// multiplied by radix[q] = R^(q + 1) mod p, giving m 2^t R^q R^-1.
+constexpr unsigned int c_uiRadixPowers = 2100 / 64 + 1;  // shifts stay below 2100
+
+std::uint64_t ScaledResidue(const SModulus& mod, const SIntegerEntry& entry,
+                            const std::uint64_t* radix) {
+  const unsigned int q = static_cast<unsigned int>(entry.exponent) >> 6;
+  std::uint64_t residue = mod.Redc(UInt128(entry.mantissa) << (entry.exponent & 63));
+  if (q != 0) residue = mod.Multiply(residue, radix[q]);
   return entry.negative && residue != 0 ? mod.p - residue : residue;
 }
 
@@ -231,13 +288,136 @@ std::uint64_t DeterminantBySubsets(const SModulus& mod, const std::uint64_t* a, 
       const UInt128 positive = (row & 1) == 0 ? even : odd;
       const UInt128 negative = (row & 1) == 0 ? odd : even;
       minor[set] = mod.Redc(positive + (threeSquares - negative));
-      const unsigned int lowest = set & (0u - set), ripple = set + lowest;
-      set = (((ripple ^ set) >> 2) / lowest) | ripple;
+      const unsigned int ripple = set + (set & (0u - set));
+      set = (((ripple ^ set) >> 2) >> std::countr_zero(set)) | ripple;
     }
   }
   std::uint64_t det = mod.Multiply(minor[full], mod.r2);                 // times R
   for (unsigned int k = 1; k < n; ++k) det = mod.Multiply(det, mod.r3);  // times R^2
   return det;
+}
+
+// The same Laplace expansion over column subsets, exactly, in the integers
+// modulo 2^(64 W): two's-complement numbers of W limbs whose arithmetic
+// wraps. The determinant is read correctly once |det| < 2^(64 W - 1), its
+// sign being the top bit; no reduction, residues or Chinese remaindering,
+// which for small orders beats the primes several times over. Entries must
+// fit one limb (a row's scaled mantissas below 2^64). A minor of k rows is
+// an integer below Hadamard's bound for those rows, so each level runs in
+// the limbs that bound needs (at most W, modulo 2^(64 W) at the top) and
+// stores its minors sign-extended to W limbs: a wider level reads their low
+// limbs as the same integers modulo its own width.
+constexpr unsigned int c_uiMostLimbs = 7;
+using SWideInteger = std::array<std::uint64_t, c_uiMostLimbs>;
+
+// sum += factor * x or sum -= factor * x, modulo 2^(64 Width). The 128-bit
+// steps cannot overflow: (2^64 - 1)^2 + 2 (2^64 - 1) = 2^128 - 1.
+template <unsigned int Width>
+void MultiplyAdd(SWideInteger& sum, std::uint64_t factor, const SWideInteger& x) {
+  std::uint64_t carry = 0;
+  const auto step = [&](unsigned int l) {
+    const UInt128 t = UInt128(factor) * x[l] + sum[l] + carry;
+    sum[l] = static_cast<std::uint64_t>(t);
+    carry = static_cast<std::uint64_t>(t >> 64);
+  };
+  // Unrolled: a loop over the limbs costs half as much again.
+  [&]<std::size_t... L>(std::index_sequence<L...>) {
+    (step(L), ...);
+  }
+  (std::make_index_sequence<Width - 1>{});
+  sum[Width - 1] += factor * x[Width - 1] + carry;
+}
+
+template <unsigned int Width>
+void MultiplySubtract(SWideInteger& sum, std::uint64_t factor, const SWideInteger& x) {
+  std::uint64_t carry = 0;  // product carry plus borrow, at most 2^64 - 1
+  const auto step = [&](unsigned int l) {
+    const UInt128 product = UInt128(factor) * x[l] + carry;
+    const auto low = static_cast<std::uint64_t>(product);
+    carry = static_cast<std::uint64_t>(product >> 64) + (sum[l] < low);
+    sum[l] -= low;
+  };
+  [&]<std::size_t... L>(std::index_sequence<L...>) {
+    (step(L), ...);
+  }
+  (std::make_index_sequence<Width - 1>{});
+  sum[Width - 1] -= factor * x[Width - 1] + carry;
+}
+
+// The minors of rows 0 ... row over every column set of row + 1 columns.
+template <unsigned int Width>
+void ExpandRow(const SIntegerMatrix& matrix, unsigned int row, unsigned int limbs,
+               SWideInteger* minor) {
+  const unsigned int n = matrix.order, full = (1u << n) - 1;
+  const SIntegerEntry* entries = matrix.entries.data() + row * n;
+  // Gosper's hack: every set of row + 1 columns in increasing order.
+  for (unsigned int set = (2u << row) - 1; set <= full;) {
+    SWideInteger& sum = minor[set];
+    std::fill_n(sum.begin(), Width, 0);
+    // Cofactor signs alternate along the set's columns, + first on even
+    // rows; an entry's own sign flips its term.
+    unsigned int position = row;
+    for (unsigned int rest = set; rest != 0; rest &= rest - 1, ++position) {
+      const unsigned int column = static_cast<unsigned int>(std::countr_zero(rest));
+      const SIntegerEntry& entry = entries[column];
+      const std::uint64_t factor = entry.mantissa << entry.exponent;
+      const SWideInteger& cofactor = minor[set & ~(1u << column)];
+      if (((position & 1) != 0) == entry.negative) {
+        MultiplyAdd<Width>(sum, factor, cofactor);
+      } else {
+        MultiplySubtract<Width>(sum, factor, cofactor);
+      }
+    }
+    const std::uint64_t extension = std::int64_t(sum[Width - 1]) < 0 ? ~std::uint64_t{0} : 0;
+    std::fill(sum.begin() + Width, sum.begin() + limbs, extension);
+    // Gosper's division by the lowest bit, as a shift.
+    const unsigned int ripple = set + (set & (0u - set));
+    set = (((ripple ^ set) >> 2) >> std::countr_zero(set)) | ripple;
+  }
+}
+
+std::int32_t SignModuloPowerOfTwo(const SIntegerMatrix& matrix, unsigned int limbs) {
+  std::array<SWideInteger, 1u << c_uiLargestSubsetOrder> minor;
+  minor[0] = {1};
+  std::uint64_t rowBits = 0;
+  for (unsigned int row = 0; row < matrix.order; ++row) {
+    // A minor of k = row + 1 rows is below k^(k/2) times the product of its
+    // rows' largest entries (Hadamard); one bit more for the sign.
+    const unsigned int k = row + 1;
+    std::uint64_t largest = 0;
+    for (unsigned int j = 0; j < matrix.order; ++j) {
+      const SIntegerEntry& entry = matrix.entries[std::size_t(row) * matrix.order + j];
+      largest = std::max(largest, entry.mantissa << entry.exponent);
+    }
+    rowBits += static_cast<std::uint64_t>(std::bit_width(largest));
+    const std::uint64_t bits = rowBits + (k * CeilLog2(k) + 1) / 2 + 1;
+    switch (std::min<std::uint64_t>((bits + 63) / 64, limbs)) {
+      case 1:
+        ExpandRow<1>(matrix, row, limbs, minor.data());
+        break;
+      case 2:
+        ExpandRow<2>(matrix, row, limbs, minor.data());
+        break;
+      case 3:
+        ExpandRow<3>(matrix, row, limbs, minor.data());
+        break;
+      case 4:
+        ExpandRow<4>(matrix, row, limbs, minor.data());
+        break;
+      case 5:
+        ExpandRow<5>(matrix, row, limbs, minor.data());
+        break;
+      case 6:
+        ExpandRow<6>(matrix, row, limbs, minor.data());
+        break;
+      default:
+        ExpandRow<c_uiMostLimbs>(matrix, row, limbs, minor.data());
+        break;
+    }
+  }
+  const SWideInteger& det = minor[(1u << matrix.order) - 1];
+  if (std::int64_t(det[limbs - 1]) < 0) return -1;
+  return std::any_of(det.begin(), det.begin() + limbs, [](std::uint64_t l) { return l != 0; });
 }
 
 // Division-free Gaussian elimination: row_i <- p row_i - q row_k multiplies
@@ -262,8 +442,10 @@ std::uint64_t DeterminantByElimination(const SModulus& mod, std::uint64_t* a, un
     for (unsigned int i = k + 1; i < n; ++i) {
       const std::uint64_t q = at(i, k);
       if (q == 0) continue;
+      // pivot a_ij + (p - q) a_kj < 2 p^2: one reduction for both products.
+      const std::uint64_t minusQ = mod.p - q;
       for (unsigned int j = k + 1; j < n; ++j) {
-        at(i, j) = mod.Subtract(mod.Multiply(pivot, at(i, j)), mod.Multiply(q, at(k, j)));
+        at(i, j) = mod.RedcBelowTwoSquares(UInt128(pivot) * at(i, j) + UInt128(minusQ) * at(k, j));
       }
       scale = mod.Multiply(scale, pivot);
     }
@@ -274,8 +456,13 @@ std::uint64_t DeterminantByElimination(const SModulus& mod, std::uint64_t* a, un
 // The determinant modulo p as a plain residue (order >= 1).
 std::uint64_t DeterminantModulo(const SModulus& mod, const SIntegerMatrix& matrix,
                                 std::pmr::vector<std::uint64_t>& residues) {
+  std::array<std::uint64_t, c_uiRadixPowers> radix;
+  radix[0] = mod.r1;
+  for (std::int32_t q = 1; q <= matrix.largestShift >> 6; ++q) {
+    radix[q] = mod.Multiply(radix[q - 1], mod.r2);
+  }
   for (std::size_t e = 0; e < residues.size(); ++e) {
-    residues[e] = ScaledResidue(mod, matrix.entries[e]);
+    residues[e] = ScaledResidue(mod, matrix.entries[e], radix.data());
   }
   if (matrix.order <= c_uiLargestSubsetOrder) {
     return DeterminantBySubsets(mod, residues.data(), matrix.order);
@@ -286,15 +473,30 @@ std::uint64_t DeterminantModulo(const SModulus& mod, const SIntegerMatrix& matri
 
 // Garner's algorithm: turns the residues r_i into the mixed-radix digits
 // v_i of the integer x in [0, M), x = v_0 + v_1 p_0 + v_2 p_0 p_1 + ...,
-// 0 <= v_i < p_i, in place.
+// 0 <= v_i < p_i, in place. The tabled primes use their inverse table; a
+// later digit is (r_i - (v_0 + v_1 p_0 + ... ) ) (p_0 ... p_(i-1))^-1 mod p_i,
+// the sum by Horner's rule and the product alongside, one inverse per digit.
 void ToMixedRadixDigits(std::span<std::uint64_t> values) {
-  for (std::size_t i = 0; i < values.size(); ++i) {
+  for (std::size_t i = 0; i < values.size() && i < c_uiPrimeCount; ++i) {
     const SModulus& mod = c_tables.moduli[i];
     std::uint64_t x = values[i];
     for (std::size_t j = 0; j < i; ++j) {
       x = mod.Multiply(mod.Subtract(x, mod.Reduce(values[j])), c_tables.garner[i][j]);
     }
     values[i] = x;
+  }
+  for (std::size_t i = c_uiPrimeCount; i < values.size(); ++i) {
+    const SModulus& mod = ModulusOf(i);
+    // Montgomery forms: p_j R, the product (times R), the sum plain.
+    std::uint64_t sum = mod.Reduce(values[i - 1]);
+    std::uint64_t product = mod.ToMontgomery(mod.Reduce(ModulusOf(i - 1).p));
+    for (std::size_t j = i - 1; j-- > 0;) {
+      const std::uint64_t prime = mod.ToMontgomery(mod.Reduce(ModulusOf(j).p));
+      sum = mod.Add(mod.Multiply(sum, prime), mod.Reduce(values[j]));
+      product = mod.Multiply(product, prime);
+    }
+    const std::uint64_t inverse = mod.Power(product, mod.p - 2);  // Montgomery form
+    values[i] = mod.Multiply(mod.Subtract(values[i], sum), inverse);
   }
 }
 
@@ -304,7 +506,7 @@ void ToMixedRadixDigits(std::span<std::uint64_t> values) {
 std::int32_t SymmetricSign(std::span<const std::uint64_t> digits) {
   if (std::all_of(digits.begin(), digits.end(), [](std::uint64_t d) { return d == 0; })) return 0;
   for (std::size_t i = digits.size(); i-- > 0;) {
-    const std::uint64_t half = (c_primes[i] - 1) / 2;
+    const std::uint64_t half = (ModulusOf(i).p - 1) / 2;
     if (digits[i] != half) return digits[i] > half ? -1 : 1;
   }
   return 1;
@@ -312,7 +514,8 @@ std::int32_t SymmetricSign(std::span<const std::uint64_t> digits) {
 
 }  // namespace
 
-bool KoModularDeterminantSign(const double* values, unsigned int order, std::int32_t& sign) {
+bool KoModularDeterminantSign(const double* values, unsigned int order, std::int32_t& sign,
+                              std::optional<std::int64_t> magnitudeBits) {
   for (std::size_t e = 0; e < std::size_t(order) * order; ++e) {
     if (!std::isfinite(values[e])) return false;
   }
@@ -320,22 +523,42 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
     sign = 1;  // the empty product
     return true;
   }
-  // Scratch space on the stack; orders beyond about twelve spill to the heap.
-  std::array<std::byte, 8192> scratch;
-  std::pmr::monotonic_buffer_resource arena(scratch.data(), scratch.size());
-  const SIntegerMatrix matrix = ScaleRows(values, order, &arena);
+  // Entries on the stack up to order 8, on the heap beyond.
+  const std::size_t count = std::size_t(order) * order;
+  std::array<SIntegerEntry, 64> stackEntries;
+  std::vector<SIntegerEntry> heapEntries(count > stackEntries.size() ? count : 0);
+  const SIntegerMatrix matrix = ScaleRows(
+      values, order,
+      heapEntries.empty() ? std::span(stackEntries).first(count) : std::span(heapEntries));
   if (matrix.hasZeroRow) {
     sign = 0;
     return true;
   }
-  // Every prime exceeds 2^62 - 2^12, so K of them multiply to more than
+  // Every prime exceeds 2^62 - 2^15, so K of them multiply to more than
   // 2^(62 K - 1).
-  const std::uint64_t primeCount = (matrix.boundBits + 1 + 61) / 62;
-  if (primeCount > c_uiPrimeCount) return false;
+  // The scaled determinant is det 2^scaleBits: twice it stays below
+  // 2^(magnitudeBits + scaleBits + 1).
+  std::uint64_t boundBits = matrix.boundBits;
+  if (magnitudeBits) {
+    const std::int64_t scaled = *magnitudeBits + matrix.scaleBits + 1;
+    boundBits =
+        std::min<std::uint64_t>(boundBits, std::uint64_t(std::max<std::int64_t>(scaled, 1)));
+  }
+  // 64 W > boundBits: |det| <= 2^(boundBits - 1) < 2^(64 W - 1).
+  const std::uint64_t limbs = boundBits / 64 + 1;
+  if (order <= c_uiLargestSubsetOrder && matrix.largestShift <= 11 && limbs <= c_uiMostLimbs) {
+    sign = SignModuloPowerOfTwo(matrix, static_cast<unsigned int>(limbs));
+    return true;
+  }
+  const std::uint64_t primeCount = (boundBits + 1 + 61) / 62;
+  if (primeCount > c_uiMostPrimes) return false;
+  // Scratch space on the stack; orders beyond about twenty spill to the heap.
+  std::array<std::byte, 8192> scratch;
+  std::pmr::monotonic_buffer_resource arena(scratch.data(), scratch.size());
   std::pmr::vector<std::uint64_t> residues(matrix.entries.size(), &arena);
   std::pmr::vector<std::uint64_t> determinants(primeCount, &arena);
   for (std::size_t i = 0; i < primeCount; ++i) {
-    determinants[i] = DeterminantModulo(c_tables.moduli[i], matrix, residues);
+    determinants[i] = DeterminantModulo(ModulusOf(i), matrix, residues);
   }
   ToMixedRadixDigits(determinants);
   sign = SymmetricSign(determinants);

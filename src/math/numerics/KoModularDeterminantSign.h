@@ -8,15 +8,26 @@
 // mixed-radix digits with those of (M - 1) / 2, which are (p_i - 1) / 2, so
 // the integer itself is never built.
 //
+// Orders up to six whose scaled entries fit 64 bits take a cheaper route:
+// the Laplace expansion in W-limb integers that wrap modulo 2^(64 W), with
+// 2^(64 W) above twice the bound, read off as a two's-complement sign.
+//
 // Entries are read as the exact numbers read them: a subnormal double d
 // with fraction f counts as (2^52 + f) * 2^-1075, the value KoFloatExact
 // gives it, so this path agrees with the exact elimination on every input.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 // True with the exact sign in `sign`; false, leaving `sign` untouched, for
-// a matrix with a non-finite entry or whose bound needs more primes than
-// the table holds (entries spanning thousands of binary orders of
-// magnitude, or very large orders).
-bool KoModularDeterminantSign(const double* values, unsigned int order, std::int32_t& sign);
+// a matrix with a non-finite entry or whose bound needs more than 448
+// primes (never up to order 12; beyond it, rows spanning thousands of
+// binary orders of magnitude, or very large orders).
+//
+// `magnitudeBits`, when known (from the floating-point filter), says that
+// |det| < 2^magnitudeBits for the entries read as above; the primes then
+// only need to exceed twice that bound in the scaled integers, when it is
+// below Hadamard's.
+bool KoModularDeterminantSign(const double* values, unsigned int order, std::int32_t& sign,
+                              std::optional<std::int64_t> magnitudeBits = std::nullopt);

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cfloat>
 #include <cmath>
-#include <memory_resource>
+#include <optional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -272,43 +275,99 @@ void ExactFactors(CElimination& elimination, std::int32_t sign, KbArray<KoFloatE
 // a radius r such that the exact entry of the Schur complement (of the
 // exactly eliminated, identically permuted matrix) lies in [m - r, m + r].
 //
+// Entries start exact (r = 0), except subnormal ones: the defined sign reads
+// a subnormal d with its hidden bit set, as (2^52 + f) 2^-1075 = d/2 +
+// 2^-1023, which no double holds when f is odd. m = fl(d/2) + 2^-1023 (the
+// sum of two multiples of 2^-1074 below 2^-1022 is exact) is within 2^-1075
+// of it, and r = 2^-1074 covers that.
+//
 // Induction step, with u = 2^-53 the unit roundoff, pivot (m_kk, r_kk),
-// |m_kk| > r_kk, and the computed multiplier l~ = fl(m_ik / m_kk):
-//   |l - m_ik/m_kk| <= (r_ik + |m_ik/m_kk| r_kk) / (|m_kk| - r_kk)
-//   |m_ik/m_kk - l~| <= u |l~|,   |m_ik/m_kk| <= (1 + 2u) |l~|
-// so the multiplier's radius is
-//   r_l = (r_ik + (1 + 2u) |l~| r_kk) / (|m_kk| - r_kk) + u |l~|.
+// g = |m_kk| - r_kk > 0, and the computed multiplier l~ = fl(m_ik / m_kk).
+// The exact multiplier l = x_ik / x_kk satisfies
+//   |l - m_ik/m_kk| <= (r_ik + |m_ik/m_kk| r_kk) / g.
+// Rounding gives |m_ik/m_kk - l~| <= u |l~| for a normal quotient and
+// <= 2^-1075 for one that underflows, so |m_ik/m_kk| <= L := (1 + 2u) |l~|
+// + 2^-1074 in either case, and
+//   r_l = (r_ik + L r_kk + e) / g + u |l~| + e
+// bounds |l - l~|, where e = 2^-1000 is an underflow margin. It enters
+// twice: before the division, where it covers the absolute error (at most
+// 2^-1075 each) of the products in the numerator that underflow, however
+// small g is and however much the quotient magnifies them; and after it,
+// where it covers an underflow of the quotient itself and of l~. (Adding
+// it only after the division, as an earlier version did, left a tiny
+// numerator's underflow error divided by a gap below 2^-75 uncovered.)
 // The update m'_ij = fl(m_ij - p), p = fl(l~ m_kj), then satisfies
-//   |x'_ij - m'_ij| <= r_ij + r_l (|m_kj| + r_kj) + |l~| r_kj + u (|p| + |m'_ij|).
-// Each radius is a sum of non-negative terms evaluated in at most eight
-// rounded operations, so it may come out low by a factor (1 + u)^8 <
-// 1 + 2^-49; it is multiplied by 1 + 2^-48. An underflowing product or
-// quotient errs by at most 2^-1075 absolutely; 2^-1000 added to every
-// radius covers those. Overflow turns a midpoint or radius into infinity or
-// NaN, which fails the test |m_kk| > r_kk, as does any pivot interval
-// containing 0. When every pivot passes, the exact pivots have the signs
-// of their midpoints and det = (permutation sign) * product of pivots.
+//   |x'_ij - m'_ij| <= r_ij + r_l (|m_kj| + r_kj) + |l~| r_kj
+//                      + u (|p| + |m'_ij|) + e,
+// the last term covering underflowing products (a subtraction whose result
+// is subnormal is exact). Each radius is a sum of non-negative terms
+// evaluated in at most eleven rounded operations (the gap's own rounding
+// counted as one), so it may come out low by a factor (1 + u)^11 < 1 +
+// 2^-49; it is multiplied by 1 + 2^-48. Overflow turns a midpoint or radius
+// into infinity or NaN, which fails the test |m_kk| > r_kk, as does any
+// pivot interval containing 0. When every pivot passes, the exact pivots
+// have the signs of their midpoints and det = (permutation sign) * product
+// of pivots.
 constexpr double c_dUnitRoundoff = 0x1p-53;
 constexpr double c_dRadiusInflation = 1.0 + 0x1p-48;
 constexpr double c_dUnderflowSlack = 0x1p-1000;
+constexpr double c_dSmallestSubnormal = 0x1p-1074;
+
+// frexp's exponent of a finite x >= 0: x < 2^e, subnormals included (and
+// -1074 for zero, which any bound covers).
+int BinaryExponent(double x) {
+  const auto bits = std::bit_cast<std::uint64_t>(x);
+  const auto biased = static_cast<int>(bits >> 52);
+  return biased != 0 ? biased - 1022 : std::bit_width(bits) - 1074;
+}
+
+// The bound r_l above on |l - fl(m_ik / m_kk)|.
+double MultiplierRadius(double pivotMid, double pivotRadius, double entryMid, double entryRadius) {
+  const double pivotGap = std::fabs(pivotMid) - pivotRadius;
+  const double absL = std::fabs(entryMid / pivotMid);
+  const double quotientBound = (1.0 + 2.0 * c_dUnitRoundoff) * absL + c_dSmallestSubnormal;
+  return ((entryRadius + quotientBound * pivotRadius + c_dUnderflowSlack) / pivotGap +
+          c_dUnitRoundoff * absL + c_dUnderflowSlack) *
+         c_dRadiusInflation;
+}
 
 class CSignFilter {
  public:
-  CSignFilter(const double* values, unsigned int order, std::pmr::memory_resource* arena)
+  // `storage` holds 2 order^2 doubles: the midpoints, then the radii.
+  CSignFilter(const double* values, unsigned int order, double* storage)
       : m_order(order),
-        m_mid(values, values + std::size_t(order) * order, arena),
-        m_radius(m_mid.size(), arena) {}
+        m_mid(storage, std::size_t(order) * order),
+        m_radius(storage + m_mid.size(), m_mid.size()) {
+    for (std::size_t e = 0; e < m_mid.size(); ++e) {
+      const double v = values[e];
+      const bool subnormal = std::fabs(v) < DBL_MIN && v != 0.0;
+      m_mid[e] = subnormal ? v * 0.5 + std::copysign(0x1p-1023, v) : v;
+      m_radius[e] = subnormal ? c_dSmallestSubnormal : 0.0;
+    }
+  }
 
-  // False when some pivot interval contains zero (or overflowed).
-  bool Decide(std::int32_t& sign) {
+  // False when some pivot interval contains zero (or overflowed). When only
+  // the last one does, |det| < 2^magnitudeBits all the same: det is the
+  // product of the exact pivots, each within its interval, and each
+  // interval's largest magnitude, rounded up by more than the two roundings
+  // that formed it, is below 2^e for frexp's e.
+  bool Decide(std::int32_t& sign, std::optional<std::int64_t>& magnitudeBits) {
     for (double v : m_mid) {
       if (!std::isfinite(v)) return false;
     }
     std::int32_t result = 1;
+    std::int64_t bits = 0;
     for (unsigned int k = 0; k < m_order; ++k) {
       if (choosePivot(k)) result = -result;
       const double pivot = mid(k, k);
-      if (!(std::fabs(pivot) > radius(k, k))) return false;
+      const double largest = (std::fabs(pivot) + radius(k, k)) * (1.0 + 0x1p-50);
+      if (!(std::fabs(pivot) > radius(k, k))) {
+        if (k + 1 == m_order && std::isfinite(largest)) {
+          magnitudeBits = bits + BinaryExponent(largest);
+        }
+        return false;
+      }
+      bits += BinaryExponent(largest);
       if (pivot < 0.0) result = -result;
       for (unsigned int i = k + 1; i < m_order; ++i) eliminate(k, i);
     }
@@ -341,13 +400,9 @@ class CSignFilter {
   void eliminate(unsigned int k, unsigned int i) {
     // An exactly zero entry needs no update: its multiplier is exactly 0.
     if (mid(i, k) == 0.0 && radius(i, k) == 0.0) return;
-    const double pivotGap = std::fabs(mid(k, k)) - radius(k, k);
     const double l = mid(i, k) / mid(k, k);
     const double absL = std::fabs(l);
-    const double lRadius =
-        ((radius(i, k) + (1.0 + 2.0 * c_dUnitRoundoff) * absL * radius(k, k)) / pivotGap +
-         c_dUnitRoundoff * absL + c_dUnderflowSlack) *
-        c_dRadiusInflation;
+    const double lRadius = MultiplierRadius(mid(k, k), radius(k, k), mid(i, k), radius(i, k));
     for (unsigned int j = k + 1; j < m_order; ++j) {
       const double p = l * mid(k, j);
       const double updated = mid(i, j) - p;
@@ -360,16 +415,18 @@ class CSignFilter {
   }
 
   unsigned int m_order;
-  std::pmr::vector<double> m_mid;
-  std::pmr::vector<double> m_radius;
+  std::span<double> m_mid;
+  std::span<double> m_radius;
 };
 
-// The filter compares true values, while the exact numbers read a
-// subnormal entry as if its hidden bit were set; it only decides matrices
-// on which the two readings agree.
-bool HasSubnormal(const double* values, unsigned int order) {
-  return std::any_of(values, values + std::size_t(order) * order,
-                     [](double v) { return std::fpclassify(v) == FP_SUBNORMAL; });
+bool FilterSign(const double* values, unsigned int order, std::int32_t& sign,
+                std::optional<std::int64_t>& magnitudeBits) {
+  // Scratch on the stack up to order 16, on the heap beyond.
+  constexpr unsigned int c_uiStackOrder = 16;
+  std::array<double, 2 * c_uiStackOrder * c_uiStackOrder> stackStorage;
+  std::vector<double> heapStorage(order > c_uiStackOrder ? 2 * std::size_t(order) * order : 0);
+  double* storage = heapStorage.empty() ? stackStorage.data() : heapStorage.data();
+  return CSignFilter(values, order, storage).Decide(sign, magnitudeBits);
 }
 
 // Sign only: the floating-point filter decides well-conditioned matrices,
@@ -377,11 +434,9 @@ bool HasSubnormal(const double* values, unsigned int order) {
 // table (or with non-finite entries) reach the exact elimination.
 std::int32_t SignOnly(const double* values, unsigned int order) {
   std::int32_t sign = 0;
-  if (!HasSubnormal(values, order) &&
-      KoMpMatrixToDeterminantExactSign::TrySignInDoubles(values, order, sign)) {
-    return sign;
-  }
-  if (KoModularDeterminantSign(values, order, sign)) return sign;
+  std::optional<std::int64_t> magnitudeBits;
+  if (FilterSign(values, order, sign, magnitudeBits)) return sign;
+  if (KoModularDeterminantSign(values, order, sign, magnitudeBits)) return sign;
   return CElimination(values, order, false).Run();
 }
 
@@ -516,10 +571,14 @@ bool KoMpMatrixToDeterminantExactSign::Compute(const double* values, unsigned in
 
 bool KoMpMatrixToDeterminantExactSign::TrySignInDoubles(const double* values, unsigned int order,
                                                         std::int32_t& sign) {
-  // Scratch on the stack up to order 22; larger matrices spill to the heap.
-  std::array<std::byte, 8192> scratch;
-  std::pmr::monotonic_buffer_resource arena(scratch.data(), scratch.size());
-  return CSignFilter(values, order, &arena).Decide(sign);
+  std::optional<std::int64_t> magnitudeBits;
+  return FilterSign(values, order, sign, magnitudeBits);
+}
+
+double KoMpMatrixToDeterminantExactSign::FilterMultiplierRadius(double pivotMid, double pivotRadius,
+                                                                double entryMid,
+                                                                double entryRadius) {
+  return MultiplierRadius(pivotMid, pivotRadius, entryMid, entryRadius);
 }
 
 bool KoMpMatrixToDeterminantExactSign::checkPreConditions() const {

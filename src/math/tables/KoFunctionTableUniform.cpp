@@ -84,6 +84,12 @@ Out KoFunctionTableUniform<In, Out>::operator()(In x) const {
 }
 
 template <class In, class Out>
+void KoFunctionTableUniform<In, Out>::Evaluate(std::span<const In> x, std::span<Out> y) const {
+  this->checkBatchSizes(x.size(), y.size());
+  for (std::size_t i = 0; i < x.size(); ++i) y[i] = KoFunctionTableUniform::operator()(x[i]);
+}
+
+template <class In, class Out>
 Out KoFunctionTableUniform<In, Out>::lookupNearest(T x, unsigned int n) const {
   if (n == 0) return this->GetInvalidY();
   const T* s = m_samples.GetData();

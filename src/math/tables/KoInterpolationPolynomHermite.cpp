@@ -33,6 +33,12 @@ T KoInterpolationPolynomHermite<T>::operator()(T t) const {
 }
 
 template <class T>
+void KoInterpolationPolynomHermite<T>::Evaluate(std::span<const T> x, std::span<T> y) const {
+  this->checkBatchSizes(x.size(), y.size());
+  for (std::size_t i = 0; i < x.size(); ++i) y[i] = KoInterpolationPolynomHermite::operator()(x[i]);
+}
+
+template <class T>
 void KoInterpolationPolynomHermite<T>::Serialize(KbStreamWriteBinary& stream) const {
   stream.WriteVersion(c_uiVersion);
   for (T c : m_coefficients) KoWriteValue(stream, c);
@@ -68,6 +74,15 @@ T KoInterpolationPolynomHermiteOverscale<T>::operator()(T t) const {
     result = result + g * this->coefficient(Base::eM1) * (t * t) * (t - 1);
   }
   return result;
+}
+
+template <class T>
+void KoInterpolationPolynomHermiteOverscale<T>::Evaluate(std::span<const T> x,
+                                                         std::span<T> y) const {
+  this->checkBatchSizes(x.size(), y.size());
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    y[i] = KoInterpolationPolynomHermiteOverscale::operator()(x[i]);
+  }
 }
 
 template <class T>

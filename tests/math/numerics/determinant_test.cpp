@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 
 #include "base/KbException.h"
@@ -152,6 +153,117 @@ TEST(KoMpMatrixToDeterminantExactSign, ModularSignSpreadExponentsSubnormalsOrder
   std::int32_t sign = 7;
   ASSERT_TRUE(Determinant::Compute(quirk, 2, sign));
   EXPECT_EQ(sign, 1);
+}
+
+// The stage modulo 2^(64 W) at its bounds: exactly dependent rows and one
+// ulp from them, columns scaled so that rows spread over about 10 to 13
+// binary orders (scaled entries that just fit one limb or just miss it);
+// signed Hadamard patterns of the largest doubles, |det| at Hadamard's bound
+// (the filter overflows).
+TEST(KoMpMatrixToDeterminantExactSign, PowerOfTwoStageAtLimbAndHadamardBoundsOrders1To6) {
+  std::mt19937_64 rng(6464);
+  for (unsigned int n = 1; n <= 6; ++n) {
+    for (int spread : {10, 11, 12}) {
+      for (int trial = 0; trial < 4; ++trial) {
+        std::vector<double> values = RandomMatrix(rng, n, EMatrixKind::eDependentRow);
+        std::vector<int> columnShift(n, spread);
+        for (unsigned int j = 1; j < n; ++j) columnShift[j] = int(rng() % (spread + 1));
+        for (std::size_t e = 0; e < values.size(); ++e) {
+          values[e] = std::ldexp(values[e], columnShift[e % n]);
+        }
+        if (trial % 2 == 1) {
+          double& entry = values[rng() % values.size()];
+          entry = std::nextafter(entry, 0.0);
+        }
+        std::int32_t sign = 7;
+        ASSERT_TRUE(Determinant::Compute(values.data(), n, sign));
+        EXPECT_EQ(sign, sgn(BareissDeterminant(values, n))) << n << " " << spread;
+      }
+    }
+    std::vector<double> hadamard(std::size_t(n) * n);
+    for (unsigned int i = 0; i < n; ++i) {
+      for (unsigned int j = 0; j < n; ++j) {
+        hadamard[i * n + j] = std::popcount(i & j) % 2 ? -DBL_MAX : DBL_MAX;
+      }
+    }
+    std::int32_t sign = 7;
+    ASSERT_TRUE(Determinant::Compute(hadamard.data(), n, sign));
+    EXPECT_EQ(sign, sgn(BareissDeterminant(hadamard, n))) << n;
+  }
+}
+
+// The largest error of the multiplier fl(m_ik / m_kk) over the box of exact
+// pivots and entries: |x / y - l| is monotone in each of x and y on the box
+// (y keeps its sign), so a corner attains it.
+mpq_class MultiplierError(double mkk, double rkk, double mik, double rik) {
+  const mpq_class l(mik / mkk);
+  mpq_class worst = 0;
+  for (double dx : {-rik, rik}) {
+    for (double dy : {-rkk, rkk}) {
+      const mpq_class x = mpq_class(mik) + dx, y = mpq_class(mkk) + dy;
+      worst = std::max<mpq_class>(worst, abs(mpq_class(x / y - l)));
+    }
+  }
+  return worst;
+}
+
+// Where the bound is tightest: tiny gaps |m_kk| - r_kk, underflowing
+// products and quotients. The first triple fell short (0x1.0de90e320d299p-989
+// against 0x1.0e5ffaadaa1fep-989) before the underflow margin also entered
+// ahead of the division.
+TEST(KoMpMatrixToDeterminantExactSign, FilterMultiplierRadiusCoversUnderflowAndTinyGaps) {
+  const double mkk = 0x1.386c4178p-78, rkk = 0x1.2189174cp-128, mik = 0x1.39f8f8ecp-1017;
+  const double radius = Determinant::FilterMultiplierRadius(mkk, rkk, mik, 0.0);
+  EXPECT_GE(mpq_class(radius), MultiplierError(mkk, rkk, mik, 0.0));
+  EXPECT_GE(radius, 0x1.0e5ffaadaa1fep-989);
+
+  std::mt19937_64 rng(1017);
+  for (int trial = 0; trial < 2000; ++trial) {
+    const double pivot = RandomDouble(rng, -1022, 0);
+    const double gapShare = std::ldexp(1.0, -int(rng() % 80));  // gap = share * |pivot|
+    const double pivotRadius = std::fabs(pivot) * (1 - gapShare);
+    if (!(std::fabs(pivot) > pivotRadius)) continue;  // no gap left after rounding
+    const double entry = RandomDouble(rng, -1022, 0) * std::ldexp(1.0, -int(rng() % 60));
+    const double entryRadius =
+        rng() % 2 ? 0.0 : std::fabs(entry) * std::ldexp(1.0, -int(rng() % 60));
+    const double computed =
+        Determinant::FilterMultiplierRadius(pivot, pivotRadius, entry, entryRadius);
+    if (std::isinf(computed)) continue;  // overflow: the pivot test fails, nothing to check
+    ASSERT_GE(mpq_class(computed), MultiplierError(pivot, pivotRadius, entry, entryRadius))
+        << std::hexfloat << pivot << " " << pivotRadius << " " << entry << " " << entryRadius;
+  }
+}
+
+// One subnormal in every row used to reach the exact elimination (seconds
+// at order 8): now filter or modular path, fast even in sanitizer builds,
+// signs against GMP with subnormals read as the exact numbers read them.
+TEST(KoMpMatrixToDeterminantExactSign, SubnormalInEveryRowFastAndExactUpToOrder12) {
+  std::mt19937_64 rng(1075);
+  for (unsigned int n = 2; n <= 12; ++n) {
+    for (EMatrixKind kind :
+         {EMatrixKind::eDoubles, EMatrixKind::eDuplicateRow, EMatrixKind::eNearSingular}) {
+      std::vector<double> values = RandomMatrix(rng, n, kind);
+      const unsigned int column = rng() % n;
+      for (unsigned int i = 0; i < n; ++i) {
+        // Duplicate rows keep their subnormal in the same place.
+        values[i * n + column] = RandomDouble(rng, -1, -1) * 0x1p-1022 / 2;
+      }
+      // Subnormals with the hidden bit set, (2^52 + f) 2^-1075, exact once
+      // the whole matrix is scaled by 2^200 (which keeps the sign).
+      std::vector<double> exact(values.size());
+      for (std::size_t e = 0; e < values.size(); ++e) {
+        const double v = values[e];
+        const bool subnormal = v != 0 && std::fabs(v) < DBL_MIN;
+        exact[e] = subnormal ? std::ldexp(v, 199) + std::copysign(0x1p-823, v) : std::ldexp(v, 200);
+      }
+      const auto start = std::chrono::steady_clock::now();
+      std::int32_t sign = 7;
+      ASSERT_TRUE(Determinant::Compute(values.data(), n, sign));
+      EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50))
+          << n << " " << int(kind);
+      EXPECT_EQ(sign, sgn(BareissDeterminant(exact, n))) << n << " " << int(kind);
+    }
+  }
 }
 
 // Golden files of every mode, orders 0 to 10, singular and row-swap cases,

@@ -82,8 +82,9 @@ unsigned int ReferenceBisection(const std::vector<T>& xs, T x) {
 }
 
 // With y[i] = i and a mode that returns y[i] as it stands: on ascending
-// tables i is std::upper_bound minus one, clamped to [0, n − 1]; on tables
-// in any order, wherever the three-way search stops.
+// tables, random or clustered in runs of adjacent representable numbers, i
+// is std::upper_bound minus one, clamped to [0, n − 1]; on tables in any
+// order, with repeated abscissae, wherever the three-way search stops.
 TYPED_TEST(NonUniformTableTest, BisectionMatchesUpperBoundAndTheThreeWaySearchOnRandomTables) {
   using T = TypeParam;
   std::mt19937 random(99);
@@ -93,7 +94,11 @@ TYPED_TEST(NonUniformTableTest, BisectionMatchesUpperBoundAndTheThreeWaySearchOn
     sorted.SetInterpolationType(static_cast<typename NonUniform<T>::EInterpolationType>(7));
     unsorted.SetInterpolationType(sorted.GetInterpolationType());
     std::vector<T> xs, shuffled;
-    for (T x = spacing(random) - 1; xs.size() < n; x += spacing(random)) xs.push_back(x);
+    for (T x = spacing(random) - 1; xs.size() < n;) {
+      xs.push_back(x);
+      const bool clustered = n % 2 == 1 && random() % 4 != 0;
+      x = clustered ? std::nextafter(x, T(1e9)) : x + spacing(random);
+    }
     for (unsigned int i = 0; i < n; ++i) {
       sorted.AppendSorted(xs[i], T(i));
       shuffled.push_back(T(random() % 8));
@@ -102,7 +107,8 @@ TYPED_TEST(NonUniformTableTest, BisectionMatchesUpperBoundAndTheThreeWaySearchOn
     }
     std::uniform_real_distribution<T> argument(xs.front() - 1, xs.back() + 1);
     for (int q = 0; q < 200; ++q) {
-      const T x = q % 4 == 0 ? xs[random() % n] : argument(random);
+      const T hit = xs[random() % n];
+      const T x = q % 4 == 0 ? hit : q % 4 == 1 ? std::nextafter(hit, T(-1e9)) : argument(random);
       const auto above = std::upper_bound(xs.begin(), xs.end(), x) - xs.begin();
       EXPECT_EQ(sorted(x), T(above == 0 ? 0 : above - 1)) << n << " " << x;
       const T y = T(random() % 20) / 2 - 1;
