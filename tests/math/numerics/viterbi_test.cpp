@@ -2,6 +2,7 @@
 
 #include <cfloat>
 #include <cmath>
+#include <functional>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -76,11 +77,10 @@ TEST(KoMpViterbi, MatchesBruteForceWithTiesNaNAndMinusInfinity) {
   }
 }
 
-TEST(KoMpViterbi, EqualScoresAndCandidatesAtOrBelowMinusDblMax) {
-  EXPECT_EQ(Decode({2, 1, {0, 0}, {0, 0, 0, 0}, {0, 0}}, {0, 0, 0}), (Path{1, 1, 1}));
+// -inf and NaN never count: at t = 1 no candidate does (back-pointers
+// 0xFFFFFFFF, scores -DBL_MAX), and those count with >= at t = 2.
+TEST(KoMpViterbi, CandidatesAtOrBelowMinusDblMax) {
   EXPECT_EQ(Decode({2, 1, {-DBL_MAX, -DBL_MAX}, {0, 0, 0, 0}, {0, 0}}, {0, 0}), (Path{1, 1}));
-  // -inf and NaN never count: at t = 1 no candidate does (back-pointers
-  // 0xFFFFFFFF, scores -DBL_MAX), and those count at t = 2.
   const SModel impossible{2, 1, {-INFINITY, NAN}, {0, 0, 0, 0}, {0, 0}};
   EXPECT_EQ(Decode(impossible, {0, 0, 0}), (Path{c_none, 1, 1}));
   EXPECT_EQ(Decode(impossible, {0}), Path{c_none});
@@ -93,9 +93,8 @@ TEST(KoMpViterbi, CallOrderPreconditionsExceptionsAndPathStorage) {
     if (what == 'E' && a + b == 3) throw std::runtime_error("emission");
     return 0.0;
   };
-  auto initial = [&](unsigned int s) { return note('I', s, 0); };
-  auto transition = [&](unsigned int i, unsigned int j) { return note('T', i, j); };
-  auto emission = [&](unsigned int s, unsigned int o) { return note('E', s, o); };
+  std::function<double(unsigned int, unsigned int)> transition =
+      [&](unsigned int i, unsigned int j) { return note('T', i, j); };
   const Path o{1, 0, 1}, empty;
   Path path{7};
   path.Reserve(8);
@@ -103,19 +102,18 @@ TEST(KoMpViterbi, CallOrderPreconditionsExceptionsAndPathStorage) {
   double score = 0;
   KoMpViterbi viterbi;
   EXPECT_FALSE(viterbi.Compute(0));
-  viterbi.SetInput(2, 2, o, initial, nullptr, emission, path, score);
-  EXPECT_FALSE(viterbi.Compute(0));
-  viterbi.SetInput(2, 2, empty, initial, transition, emission, path, score);
-  EXPECT_FALSE(viterbi.Compute(0));
-  viterbi.SetInput(0, 2, o, initial, transition, emission, path, score);
-  EXPECT_FALSE(viterbi.Compute(0));
-  viterbi.SetInput(2, 2, o, initial, transition, emission, path, score);
-  ASSERT_TRUE(viterbi.Compute(0));
+  auto run = [&](unsigned int n, const Path& observations, auto transitionScore) {
+    viterbi.SetInput(
+        n, 2, observations, [&](unsigned int s) { return note('I', s, 0); }, transitionScore,
+        [&](unsigned int s, unsigned int o) { return note('E', s, o); }, path, score);
+    return viterbi.Compute(0);
+  };
+  EXPECT_FALSE(run(2, o, nullptr) || run(2, empty, transition) || run(0, o, transition));
+  ASSERT_TRUE(run(2, o, transition));
   EXPECT_EQ(log, "T00 T01 T10 T11 E01 I00 E11 I10 E00 E10 E01 E11 ");
   EXPECT_EQ(path, (Path{1, 1, 1}));
   EXPECT_EQ(path.GetData(), storage);
-  viterbi.SetInput(3, 2, o, initial, transition, emission, path, score);  // E21 throws
-  EXPECT_THROW(viterbi.Compute(0), std::runtime_error);
+  EXPECT_THROW(run(3, o, transition), std::runtime_error);  // E21 throws
   EXPECT_EQ(path, (Path{1, 1, 1}));
 }
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 #include <vector>
 
 #include "base/KbStreamBinaryMemory.h"
@@ -11,22 +10,20 @@ namespace ko_test {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// Appends the little-endian bytes of the values, each as wide as its type.
-template <class... V>
-void Append(Bytes& bytes, V... values) {
-  auto append = [&bytes](auto value) {
-    std::uint8_t raw[sizeof(value)];
-    std::memcpy(raw, &value, sizeof(value));
-    bytes.insert(bytes.end(), raw, raw + sizeof(value));
-  };
-  (append(values), ...);
-}
-
+// The little-endian bytes of the values, each as wide as its type.
 template <class... V>
 Bytes Pack(V... values) {
   Bytes bytes;
-  Append(bytes, values...);
+  (bytes.insert(bytes.end(), reinterpret_cast<const std::uint8_t*>(&values),
+                reinterpret_cast<const std::uint8_t*>(&values) + sizeof(values)),
+   ...);
   return bytes;
+}
+
+template <class... V>
+void Append(Bytes& bytes, V... values) {
+  const Bytes more = Pack(values...);
+  bytes.insert(bytes.end(), more.begin(), more.end());
 }
 
 template <class T>

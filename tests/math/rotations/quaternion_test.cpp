@@ -22,10 +22,7 @@ Q RandomUnit(std::mt19937& rng, int dominant = 3) {
 }
 
 void ExpectNear(const Q& a, const Q& b, double tolerance) {
-  EXPECT_NEAR(a.x, b.x, tolerance);
-  EXPECT_NEAR(a.y, b.y, tolerance);
-  EXPECT_NEAR(a.z, b.z, tolerance);
-  EXPECT_NEAR(a.w, b.w, tolerance);
+  for (unsigned int k = 0; k < 4; ++k) EXPECT_NEAR(KbVector4f(a)[k], KbVector4f(b)[k], tolerance);
 }
 
 TEST(QuaternionTest, HandCheckedValues) {
@@ -79,10 +76,9 @@ TEST(QuaternionTest, SlerpFollowsTheShorterGreatArcInDouble) {
     const double s1 = std::sin(t * theta) / std::sin(theta);
     // Above 0.95 the normalised lerp strays from the arc by up to ~5e-4.
     const double tolerance = d < 0.94 ? 64 * c_eps : 1e-3;
-    EXPECT_NEAR(r.x, a.x * s0 + b.x * s1, tolerance);
-    EXPECT_NEAR(r.y, a.y * s0 + b.y * s1, tolerance);
-    EXPECT_NEAR(r.z, a.z * s0 + b.z * s1, tolerance);
-    EXPECT_NEAR(r.w, a.w * s0 + b.w * s1, tolerance);
+    for (unsigned int k = 0; k < 4; ++k) {
+      EXPECT_NEAR(KbVector4f(r)[k], KbVector4f(a)[k] * s0 + KbVector4f(b)[k] * s1, tolerance);
+    }
   }
 }
 

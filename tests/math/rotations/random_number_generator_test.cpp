@@ -34,9 +34,8 @@ Bytes RecordYielding(std::uint32_t first, std::uint32_t second, std::int64_t pos
 
 TEST(RandomNumberGeneratorTest, SeedsFollowTheReferenceSequences) {
   Rng rng(5489);
-  EXPECT_EQ(rng.RandInt(), 3499211612u);
-  EXPECT_EQ(rng.RandInt(), 581869302u);
-  EXPECT_EQ(rng.RandInt(), 3890346734u);
+  for (std::uint32_t expected : {3499211612u, 581869302u, 3890346734u})
+    EXPECT_EQ(rng.RandInt(), expected);
   for (int i = 4; i < 10000; ++i) rng.RandInt();
   EXPECT_EQ(rng.RandInt(), 4123659995u);
   for (std::uint32_t seed : {0u, 0x80000000u, 0xFFFFFFFFu, 2718281828u}) {
@@ -115,12 +114,9 @@ TEST(RandomNumberGeneratorRecordTest, BytesMatchTheReferenceStateAndReadBackCont
 TEST(RandomNumberGeneratorRecordTest, BadRecordsThrowAndLeaveTheGeneratorAsItWas) {
   Rng rng(8);
   const Bytes before = ko_test::Write(rng);
-  for (auto [position, left] : {std::pair<std::int64_t, std::int32_t>{625, 0},
-                                {-1, 624},
-                                {0, 625},
-                                {0, -1},
-                                {1, 624},
-                                {std::int64_t{1} << 32, 0}}) {
+  const std::pair<std::int64_t, std::int32_t> bad[] = {
+      {625, 0}, {-1, 624}, {0, 625}, {0, -1}, {1, 624}, {std::int64_t{1} << 32, 0}};
+  for (auto [position, left] : bad) {
     EXPECT_THROW(ko_test::Read(rng, RecordYielding(1, 2, position, left)), KbException);
   }
   const Bytes good = RecordYielding(1, 2);
