@@ -36,3 +36,12 @@ inline void KoReadValue(KbStreamReadBinary& stream, KbVector3f& value) {
   const float z = stream.ReadFloat();
   value = KbVector3f(x, y, z);
 }
+
+// The value form, for readers that collect a whole record in locals before
+// they change anything.
+template <class T>
+T KoReadValue(KbStreamReadBinary& stream) {
+  T value{};
+  KoReadValue(stream, value);
+  return value;
+}

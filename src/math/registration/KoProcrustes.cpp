@@ -6,6 +6,7 @@
 
 #include "base/KbException.h"
 #include "base/KoArray2D.h"
+#include "math/functions/KoStreamValue.h"
 #include "math/registration/KoSingularValueDecomposition.h"
 #include "math/registration/KoTransformation.h"
 
@@ -142,20 +143,6 @@ KoArray2D<double> CovarianceMatrix(const KbVector3f* a, const KbVector3f* b, uns
     for (unsigned int c = 0; c < Order; ++c) matrix(c, r) = h[r][c];
   }
   return matrix;
-}
-
-void WriteVector(KbStreamWriteBinary& stream, const KbVector3f& v) {
-  stream.WriteFloat(v.x);
-  stream.WriteFloat(v.y);
-  stream.WriteFloat(v.z);
-}
-
-KbVector3f ReadVector(KbStreamReadBinary& stream) {
-  KbVector3f v;
-  v.x = stream.ReadFloat();
-  v.y = stream.ReadFloat();
-  v.z = stream.ReadFloat();
-  return v;
 }
 
 bool IsWithinSquaredDistance(const KbVector3f& a, const KbVector3f& b) {
@@ -322,9 +309,9 @@ void KoProcrustes::serializeUnitTestInput(KbStreamReadBinary& stream) {
 void KoProcrustes::serializeUnitTestOutput(KbStreamWriteBinary& stream) const {
   stream.WriteVersion(c_uiOutputVersion);
   KoProcrustesBase::serializeUnitTestOutput(stream);
-  WriteVector(stream, m_firstCenter);
-  WriteVector(stream, m_secondCenter);
-  WriteVector(stream, m_translation);
+  KoWriteValue(stream, m_firstCenter);
+  KoWriteValue(stream, m_secondCenter);
+  KoWriteValue(stream, m_translation);
   stream.WriteBool(m_hasRotation);
   if (m_hasRotation) {
     stream.WriteVersion(c_uiRotationVersion);
@@ -343,9 +330,9 @@ void KoProcrustes::serializeUnitTestOutput(KbStreamReadBinary& stream) {
   if (version != c_uiOutputVersion) throw KbExceptionWrongFileVersion(c_uiOutputVersion, version);
   KoProcrustesBase::serializeUnitTestOutput(stream);
   SUnitTestData::SExpected expected;
-  expected.firstCenter = ReadVector(stream);
-  expected.secondCenter = ReadVector(stream);
-  expected.translation = ReadVector(stream);
+  expected.firstCenter = KoReadValue<KbVector3f>(stream);
+  expected.secondCenter = KoReadValue<KbVector3f>(stream);
+  expected.translation = KoReadValue<KbVector3f>(stream);
   if (stream.ReadBool()) {
     // The marker's own check is the stream's; its value is not needed.
     stream.ReadAndCompareVersion(c_uiRotationVersion);

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <string>
 
+#include "math/functions/KoStreamValue.h"
+
 namespace {
 
 constexpr std::uint32_t c_uiVersion = 1;
@@ -44,20 +46,6 @@ KbMatrix4Rf Translation(const KbVector3f& v) {
 // The image of the origin, (0, 0, 0, 1) · m divided by its w.
 KbVector3f OriginImage(const KbMatrix4Rf& m) {
   return m.TransformPoint(KbVector3f(0.0f, 0.0f, 0.0f));
-}
-
-void WriteVector(KbStreamWriteBinary& stream, const KbVector3f& v) {
-  stream.WriteFloat(v.x);
-  stream.WriteFloat(v.y);
-  stream.WriteFloat(v.z);
-}
-
-KbVector3f ReadVector(KbStreamReadBinary& stream) {
-  KbVector3f v;
-  v.x = stream.ReadFloat();
-  v.y = stream.ReadFloat();
-  v.z = stream.ReadFloat();
-  return v;
 }
 
 void DumpVector(KbStreamWriteASCIIT<wchar_t>& stream, const KbVector3f& v) {
@@ -204,24 +192,24 @@ bool KoTransformation::IsEqualTol(const KbMatrix4Rf& matrix, float tolerance) co
 }
 
 void KoTransformation::Serialize(KbStreamWriteBinary& stream) const {
-  WriteVector(stream, m_translation);
+  KoWriteValue(stream, m_translation);
   stream.WriteVersion(c_uiVersion);
   for (unsigned int i = 0; i < 16; ++i) stream.WriteFloat(m_rotation[i]);
-  WriteVector(stream, m_rotationPivot);
-  WriteVector(stream, m_scaling);
-  WriteVector(stream, m_scalingPivot);
+  KoWriteValue(stream, m_rotationPivot);
+  KoWriteValue(stream, m_scaling);
+  KoWriteValue(stream, m_scalingPivot);
 }
 
 void KoTransformation::Serialize(KbStreamReadBinary& stream) {
   // Read into locals first: a short or foreign record throws before any
   // member changes.
-  const KbVector3f translation = ReadVector(stream);
+  const KbVector3f translation = KoReadValue<KbVector3f>(stream);
   stream.ReadAndCompareVersion(c_uiVersion);
   KbMatrix4Rf rotation;
   for (unsigned int i = 0; i < 16; ++i) rotation[i] = stream.ReadFloat();
-  const KbVector3f rotationPivot = ReadVector(stream);
-  const KbVector3f scaling = ReadVector(stream);
-  const KbVector3f scalingPivot = ReadVector(stream);
+  const KbVector3f rotationPivot = KoReadValue<KbVector3f>(stream);
+  const KbVector3f scaling = KoReadValue<KbVector3f>(stream);
+  const KbVector3f scalingPivot = KoReadValue<KbVector3f>(stream);
   m_translation = translation;
   m_rotation = rotation;
   m_rotationPivot = rotationPivot;

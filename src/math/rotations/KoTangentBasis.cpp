@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "math/functions/KoStreamValue.h"
+
 namespace {
 
 constexpr float c_smallestNormal = 1.17549435e-38f;
@@ -38,19 +40,6 @@ KbVector3f reject(const KbVector3f& v, const KbVector3f& along) {
 
 KbVector3f cross(const KbVector3f& a, const KbVector3f& b) {
   return KbVector3f(a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x);
-}
-
-KbVector3f readVector(KbStreamReadBinary& stream) {
-  const float x = stream.ReadFloat();
-  const float y = stream.ReadFloat();
-  const float z = stream.ReadFloat();
-  return KbVector3f(x, y, z);
-}
-
-void writeVector(KbStreamWriteBinary& stream, const KbVector3f& v) {
-  stream.WriteFloat(v.x);
-  stream.WriteFloat(v.y);
-  stream.WriteFloat(v.z);
 }
 
 }  // namespace
@@ -130,16 +119,16 @@ KbVector3f KoTangentBasis::TransformInverse(const KbVector3f& v) const {
 
 void KoTangentBasis::Serialize(KbStreamWriteBinary& stream) const {
   stream.WriteVersion(0);
-  writeVector(stream, m_normal);
-  writeVector(stream, m_tangent);
-  writeVector(stream, m_bitangent);
+  KoWriteValue(stream, m_normal);
+  KoWriteValue(stream, m_tangent);
+  KoWriteValue(stream, m_bitangent);
 }
 
 void KoTangentBasis::Serialize(KbStreamReadBinary& stream) {
   stream.ReadAndCompareVersion(0);
-  const KbVector3f n = readVector(stream);
-  const KbVector3f t = readVector(stream);
-  const KbVector3f b = readVector(stream);
+  const KbVector3f n = KoReadValue<KbVector3f>(stream);
+  const KbVector3f t = KoReadValue<KbVector3f>(stream);
+  const KbVector3f b = KoReadValue<KbVector3f>(stream);
   m_normal = n;
   m_tangent = t;
   m_bitangent = b;
