@@ -4,15 +4,11 @@
 #include <cstring>
 #include <functional>
 
-#include "base/KbException.h"
 #include "base/KbStreamWriteASCII.h"
 #include "math/registration/KoTransformation.h"
 #include "math/registration/RegistrationTestSupport.h"
 
 namespace {
-
-using ko_test::Bytes;
-using ko_test::CountingObserver;
 
 // The plain triple loop, each element summed from its first product on.
 KbMatrix4Rf Product(const KbMatrix4Rf& a, const KbMatrix4Rf& b) {
@@ -58,7 +54,7 @@ TEST(TransformationTest, ComposesTheFourFactorsInOrderBitForBit) {
     const KbVector3f t(value(random), value(random), value(random));
     const KbVector3f p(value(random), value(random), value(random));
     const KbVector3f s(value(random), value(random), value(random));
-    KbMatrix4Rf r = ko_test::RandomRotation(random);
+    KbMatrix4Rf r = RowRotation(RandomRotation(random));
     if (trial % 2 == 1) r(1, 3) = value(random);  // the full product, not the affine one
     KoTransformation x(t, r, s);
     x.SetRotationPivot(p, false);
@@ -74,7 +70,7 @@ TEST(TransformationTest, EveryChangeNotifiesOnceAndTheCopyConstructorNever) {
   KoTransformation t;
   CountingObserver observer;
   t.AddObserver(observer);
-  const Bytes record = ko_test::Write(Sample());
+  const Bytes record = Write(Sample());
   KbStreamReadBinaryMemory in(record);
   const KoTransformation& self = t;
   int expected = 0;
@@ -97,29 +93,25 @@ TEST(TransformationTest, EveryChangeNotifiesOnceAndTheCopyConstructorNever) {
 }
 
 TEST(TransformationTest, RecordHasTheVersionAfterTheTranslation) {
-  ko_test::Packer expected;
-  expected(1.5f)(-2.0f)(0.25f)(std::uint32_t{1});
-  for (float e : std::initializer_list<float>{0, 1, 0, 0.5f, -1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}) {
-    expected(e);
-  }
-  expected(0.1f)(0.7f)(-3.0f)(2.0f)(3.0f)(0.5f)(9.0f)(8.0f)(7.0f);
-  EXPECT_EQ(ko_test::Write(Sample()), expected.bytes);
+  RecordBytes expected;
+  expected.Put(1.5f).Put(-2.0f).Put(0.25f).U32(1);
+  for (float e : {0.0f, 1.0f, 0.0f, 0.5f, -1.0f, 0.0f,  0.0f, 0.0f, 0.0f, 0.0f, 1.0f, 0.0f, 0.0f,
+                  0.0f, 0.0f, 1.0f, 0.1f, 0.7f,  -3.0f, 2.0f, 3.0f, 0.5f, 9.0f, 8.0f, 7.0f})
+    expected.Put(e);
+  EXPECT_EQ(Write(Sample()), expected.bytes);
 }
 
 TEST(TransformationTest, TruncatedOrForeignRecordThrowsAndChangesNothing) {
-  const Bytes record = ko_test::Write(Sample());
+  Bytes record = Write(Sample());
   KoTransformation t(KbVector3f(4, 5, 6), KbMatrix4Rf());
   const KbMatrix4Rf before = t;
   CountingObserver observer;
   t.AddObserver(observer);
-  for (std::size_t length = 0; length < record.size(); ++length) {
-    KbStreamReadBinaryMemory in(record.data(), length);
-    EXPECT_THROW(t.Serialize(in), KbExceptionEndOfStream) << length;
-  }
-  Bytes foreign = record;
-  foreign[12] = 2;  // the version, behind the three translation floats
-  KbStreamReadBinaryMemory in(foreign);
-  EXPECT_THROW(t.Serialize(in), KbExceptionWrongFileVersion);
+  const auto read = [&](KbStreamReadBinary& in) { t.Serialize(in); };
+  ExpectEveryTruncationThrows<KbExceptionEndOfStream>(record, read);
+  record[12] = 2;  // the version, behind the three translation floats
+  KbStreamReadBinaryMemory in(record);
+  EXPECT_THROW(read(in), KbExceptionWrongFileVersion);
   EXPECT_EQ(observer.count, 0);
   EXPECT_TRUE(SameBits(t, before));
   t.SetTranslation(KbVector3f());  // still usable
@@ -148,7 +140,7 @@ TEST(TransformationTest, PivotMovesKeepOrChangeTheMapping) {
   // image fix the whole mapping.
   KoTransformation t = Sample();
   std::mt19937 random(3);
-  t.SetRotation(ko_test::RandomRotation(random));
+  t.SetRotation(RowRotation(RandomRotation(random)));
   const KbMatrix4Rf before = t;
   const KbVector3f translation = t.GetTranslation(), pivot(-1.0f, 2.0f, 5.0f), origin;
   t.SetRotationPivot(pivot, true);
