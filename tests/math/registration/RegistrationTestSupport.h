@@ -12,8 +12,6 @@
 #include "base/KbArray.h"
 #include "base/KbException.h"
 #include "base/KbMatrix4R.h"
-#include "base/KbStreamBinaryMemory.h"
-#include "base/KbVector.h"
 #include "base/KoObservable.h"
 #include "math/tables/TableTestSupport.h"
 
@@ -97,16 +95,10 @@ inline Eigen::Matrix4d Umeyama(const Points& target, const Points& moving, bool 
   return Eigen::umeyama(ToEigen(moving), ToEigen(target), withScaling);
 }
 
-// Largest distance between corresponding points.
-inline double MaxDistance(const Points& a, const Points& b) {
+// Largest distance between m applied to a point of `a` and its partner in `b`.
+inline double MaxDistance(const Points& a, const Points& b, const KbMatrix4Rf& m = KbMatrix4Rf()) {
   double largest = 0.0;
   for (unsigned int i = 0; i < a.GetSize(); ++i)
-    largest = std::max(largest, double((a[i] - b[i]).Length()));
+    largest = std::max(largest, double((m.TransformPoint(a[i]) - b[i]).Length()));
   return largest;
-}
-
-inline Points Transformed(const Points& points, const KbMatrix4Rf& m) {
-  Points out(points.GetSize());
-  for (unsigned int i = 0; i < points.GetSize(); ++i) out[i] = m.TransformPoint(points[i]);
-  return out;
 }

@@ -56,7 +56,7 @@ TEST(KoMpGeneralizedProcrustesAnalysisTest, PerturbedCopiesConvergeToTheTemplate
   ASSERT_EQ(placements.GetSize(), shapes.GetSize());
   for (unsigned int i = 0; i < shapes.GetSize(); ++i) {
     EXPECT_LE(MaxDistance(corrected[i], mean), 2e-3) << i;
-    EXPECT_LE(MaxDistance(Transformed(shapes[i], placements[i]), shapes[4]), 0.15) << i;
+    EXPECT_LE(MaxDistance(shapes[i], shapes[4], placements[i]), 0.15) << i;
   }
 }
 
@@ -88,7 +88,7 @@ TEST(KoMpGeneralizedProcrustesAnalysisTest, SinglePassReferenceAndOutputFlags) {
     KoTransformation placement;
     gpa.GetOutputOfShape(i, placement);
     EXPECT_TRUE(i != 2 || placement == KbMatrix4Rf());
-    EXPECT_LE(MaxDistance(Transformed(shapes[i], placement), shapes[2]), 1e-3) << i;
+    EXPECT_LE(MaxDistance(shapes[i], shapes[2], placement), 1e-3) << i;
   }
   KoTransformation scaled;
   scaled.SetScaling(7.0f);
