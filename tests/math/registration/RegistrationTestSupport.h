@@ -45,10 +45,11 @@ struct CountingObserver : IObserver {
 };
 
 // A uniformly random proper rotation (from a normalised random quaternion).
+// Draws go through braced lists, which fix their order on every compiler.
 inline Eigen::Matrix3d RandomRotation(std::mt19937& random) {
   std::normal_distribution<double> normal;
-  Eigen::Quaterniond q(normal(random), normal(random), normal(random), normal(random));
-  return q.normalized().toRotationMatrix();
+  const Eigen::Vector4d q{normal(random), normal(random), normal(random), normal(random)};
+  return Eigen::Quaterniond(q).normalized().toRotationMatrix();
 }
 
 // Column-vector 3x3 <-> the rotation block of a row-vector KbMatrix4Rf

@@ -59,7 +59,7 @@ TEST(KoProcrustesTest, RecoversExactAndNoisySimilaritiesLikeUmeyama) {
     const double s = scale(random);
     Points target = Similarity(moving, r, {shift(random), shift(random), shift(random)}, s);
     for (KbVector3f& p : target)
-      p += noisy ? KbVector3f(noise(random), noise(random), noise(random)) : KbVector3f();
+      p += noisy ? KbVector3f{noise(random), noise(random), noise(random)} : KbVector3f();
     KoProcrustes procrustes;
     const KoTransformation t =
         Align(procrustes, target, moving, Flags::eNormalizeScale | Flags::eApplyScaling);
@@ -243,7 +243,8 @@ const Points c_cross = {{1, 0, 0}, {-1, 0, 0}, {0, 1, 0}, {0, -1, 0}};
 
 TEST(KoProcrustesRecordsTest, CompareUnitTestResultToleranceBounds) {
   SProbe writer, replay;
-  const auto [input, output] = Records(writer, c_cross, c_cross, Flags::eNormalizeScale);
+  const auto records = Records(writer, c_cross, c_cross, Flags::eNormalizeScale);
+  const Bytes &input = records.first, &output = records.second;  // lambdas capture them
   KbStreamReadBinaryMemory noInput(output);
   EXPECT_THROW(replay.serializeUnitTestOutput(noInput), KbException);
   EXPECT_THROW(replay.compareUnitTestResult(), KbException);

@@ -49,9 +49,9 @@ TEST(TransformationTest, ComposesTheFourFactorsInOrderBitForBit) {
   std::mt19937 random(7);
   std::uniform_real_distribution<float> value(-4.0f, 4.0f);
   for (int trial = 0; trial < 200; ++trial) {
-    const KbVector3f t(value(random), value(random), value(random));
-    const KbVector3f p(value(random), value(random), value(random));
-    const KbVector3f s(value(random), value(random), value(random));
+    const KbVector3f t{value(random), value(random), value(random)};
+    const KbVector3f p{value(random), value(random), value(random)};
+    const KbVector3f s{value(random), value(random), value(random)};
     KbMatrix4Rf r = RowRotation(RandomRotation(random));
     if (trial % 2 == 1) r(1, 3) = value(random);  // the full product, not the affine one
     KoTransformation x(t, r, s);
