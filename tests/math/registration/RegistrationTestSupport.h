@@ -1,40 +1,37 @@
-// Helpers shared by the registration tests: expected record bytes, records
-// through memory streams, an observer that counts, random rotations.
+// Helpers of the registration tests: records through memory streams, an
+// observer that counts, random point sets and similarities, conversions to
+// Eigen, and Eigen's umeyama as the reference.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <Eigen/Geometry>
-#include <cstdint>
-#include <cstring>
+#include <algorithm>
 #include <random>
-#include <vector>
 
+#include "base/KbArray.h"
+#include "base/KbException.h"
 #include "base/KbMatrix4R.h"
-#include "base/KbStreamBinaryMemory.h"
 #include "base/KoObservable.h"
-
-namespace ko_test {
+#include "math/tables/TableTestSupport.h"
 
 using Bytes = std::vector<std::uint8_t>;
-
-// Record bytes by hand, one call per element, its type deciding the width
-// (std::uint32_t for versions, float, std::uint8_t for a bool).
-struct Packer {
-  Bytes bytes;
-  template <class V>
-  Packer& operator()(V value) {
-    const auto* raw = reinterpret_cast<const std::uint8_t*>(&value);
-    bytes.insert(bytes.end(), raw, raw + sizeof(V));
-    return *this;
-  }
-};
+using Points = KbArray<KbVector3f>;
 
 template <class Serializable>
 Bytes Write(const Serializable& object) {
   KbStreamWriteBinaryMemory out;
   object.Serialize(out);
   return out.GetBuffer();
+}
+
+// Every proper prefix of `record` makes `read` throw `Exception`.
+template <class Exception = KbException, class Read>
+void ExpectEveryTruncationThrows(const Bytes& record, Read read) {
+  for (std::size_t length = 0; length < record.size(); ++length) {
+    KbStreamReadBinaryMemory in(record.data(), length);
+    EXPECT_THROW(read(in), Exception) << length;
+  }
 }
 
 // Counts the messages; fails on any other than eChanged with a null payload.
@@ -47,17 +44,62 @@ struct CountingObserver : IObserver {
   }
 };
 
-// A uniformly random proper rotation in row-vector form (the transpose of
-// Eigen's column-vector matrix), fourth row and column as in the identity.
-inline KbMatrix4Rf RandomRotation(std::mt19937& random) {
+// A uniformly random proper rotation (from a normalised random quaternion).
+// Draws go through braced lists, which fix their order on every compiler.
+inline Eigen::Matrix3d RandomRotation(std::mt19937& random) {
   std::normal_distribution<double> normal;
-  const double w = normal(random), x = normal(random), y = normal(random), z = normal(random);
-  const Eigen::Matrix3d r = Eigen::Quaterniond(w, x, y, z).normalized().toRotationMatrix();
+  const Eigen::Vector4d q{normal(random), normal(random), normal(random), normal(random)};
+  return Eigen::Quaterniond(q).normalized().toRotationMatrix();
+}
+
+// Column-vector 3x3 <-> the rotation block of a row-vector KbMatrix4Rf
+// (each the other's transpose; the fourth row and column as in the identity).
+inline KbMatrix4Rf RowRotation(const Eigen::Matrix3d& r) {
   KbMatrix4Rf m;
-  for (unsigned int i = 0; i < 3; ++i) {
-    for (unsigned int j = 0; j < 3; ++j) m(i, j) = float(r(j, i));
+  for (unsigned int i = 0; i < 9; ++i) m(i / 3, i % 3) = float(r(i % 3, i / 3));
+  return m;
+}
+inline Eigen::Matrix3d ColumnRotation(const KbMatrix4Rf& m) {
+  Eigen::Matrix3d r;
+  for (unsigned int i = 0; i < 9; ++i) r(i % 3, i / 3) = m(i / 3, i % 3);
+  return r;
+}
+
+inline Points RandomPoints(std::mt19937& random, unsigned int n) {
+  std::uniform_real_distribution<float> coordinate(-10.0f, 10.0f);
+  Points points(n);
+  for (KbVector3f& p : points) p = {coordinate(random), coordinate(random), coordinate(random)};
+  return points;
+}
+
+// p -> s R p + t in column-vector form, rounded to float.
+inline Points Similarity(const Points& points, const Eigen::Matrix3d& r, const Eigen::Vector3d& t,
+                         double s = 1.0) {
+  Points out(points.GetSize());
+  for (unsigned int i = 0; i < points.GetSize(); ++i) {
+    const Eigen::Vector3d q = s * (r * Eigen::Vector3d(points[i].x, points[i].y, points[i].z)) + t;
+    out[i] = {float(q.x()), float(q.y()), float(q.z())};
   }
+  return out;
+}
+
+inline Eigen::Matrix3Xd ToEigen(const Points& points) {
+  Eigen::Matrix3Xd m(3, points.GetSize());
+  for (unsigned int i = 0; i < points.GetSize(); ++i)
+    m.col(i) << points[i].x, points[i].y, points[i].z;
   return m;
 }
 
-}  // namespace ko_test
+// Eigen's least-squares similarity (Umeyama 1991) mapping `moving` onto
+// `target` in double precision, 4x4 column-vector form.
+inline Eigen::Matrix4d Umeyama(const Points& target, const Points& moving, bool withScaling) {
+  return Eigen::umeyama(ToEigen(moving), ToEigen(target), withScaling);
+}
+
+// Largest distance between m applied to a point of `a` and its partner in `b`.
+inline double MaxDistance(const Points& a, const Points& b, const KbMatrix4Rf& m = KbMatrix4Rf()) {
+  double largest = 0.0;
+  for (unsigned int i = 0; i < a.GetSize(); ++i)
+    largest = std::max(largest, double((m.TransformPoint(a[i]) - b[i]).Length()));
+  return largest;
+}
