@@ -124,9 +124,7 @@ inline void ScaleColumns(std::vector<double>& values, const std::vector<int>& sh
   }
 }
 
-// The sign-only mode on `values` must be the sign of the exact determinant of
-// `reference` (the same matrix, or one scaled to read subnormals as the
-// exact numbers do).
+// The sign-only mode on `values` against GMP on `reference` (values as read).
 inline void ExpectExactSign(const std::vector<double>& values, const std::vector<double>& reference,
                             unsigned int n) {
   std::int32_t sign = 7;

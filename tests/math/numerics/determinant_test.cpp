@@ -271,9 +271,8 @@ TEST(KoMpMatrixToDeterminantExactSignGolden, DISABLED_RewriteGoldenFiles) {
     algorithm.SetUnitTestDirectory(c_goldenDirectory);
     if (cases[i].second == EGoldenMode::eSign) algorithm.SetInput(matrix, sign);
     if (cases[i].second == EGoldenMode::eDouble) algorithm.SetInput(matrix, determinant);
-    if (cases[i].second == EGoldenMode::eFactors) {
+    if (cases[i].second == EGoldenMode::eFactors)
       algorithm.SetInput(matrix, numerator, denominator, sign);
-    }
     ASSERT_TRUE(algorithm.CreateUnitTest(i));
   }
 }
