@@ -1,6 +1,6 @@
-// Exact reference of the numerics tests: GMP rationals, a Bareiss
+// Shared support of the numerics tests: GMP rationals, a Bareiss
 // determinant, random matrices from raw generator bits (golden data must
-// not depend on the standard library's distributions).
+// not depend on the standard library's distributions), argument checks.
 #pragma once
 
 #include <gmpxx.h>
@@ -12,10 +12,23 @@
 #include <cmath>
 #include <cstdint>
 #include <random>
+#include <string>
 #include <vector>
 
+#include "base/KbException.h"
 #include "math/numerics/KoFloatExact.h"
 #include "math/numerics/KoMpMatrixToDeterminantExactSign.h"
+
+// `call` must throw a KbException whose message names `argument`.
+template <class Call>
+void ExpectThrowNaming(Call call, const std::string& argument) {
+  try {
+    call();
+    ADD_FAILURE() << "no exception for " << argument;
+  } catch (const KbException& e) {
+    EXPECT_NE(std::string(e.what()).find(argument), std::string::npos) << e.what();
+  }
+}
 
 inline mpq_class ToRational(const KoFloatExact& number) {
   mpq_class sum = 0;
@@ -102,6 +115,22 @@ inline std::vector<double> RandomMatrix(std::mt19937_64& rng, unsigned int n, EM
     entry = std::nextafter(entry, entry + 1.0);
   }
   return m;
+}
+
+// Multiplies column j by 2^shifts[j]: duplicates and one-ulp moves survive.
+inline void ScaleColumns(std::vector<double>& values, const std::vector<int>& shifts) {
+  for (std::size_t e = 0; e < values.size(); ++e) {
+    values[e] = std::ldexp(values[e], shifts[e % shifts.size()]);
+  }
+}
+
+// The sign-only mode on `values` against GMP on `reference` (values as read).
+inline void ExpectExactSign(const std::vector<double>& values, const std::vector<double>& reference,
+                            unsigned int n) {
+  std::int32_t sign = 7;
+  ASSERT_TRUE(KoMpMatrixToDeterminantExactSign::Compute(values.data(), n, sign));
+  EXPECT_EQ(sign, sgn(BareissDeterminant(reference, n)))
+      << "order " << n << ::testing::PrintToString(values);
 }
 
 inline KoArray2D<double> MakeMatrix(const std::vector<double>& values) {

@@ -96,7 +96,7 @@ TEST(KoFloatExact, FloatApproximationSubnormalInfinityNaNQuirksAndAssignment) {
   EXPECT_EQ(ComponentsOf(assigned), (Components{{0.5, 2}}));
 }
 
-TEST(KoFloatExact, RecordBytesRoundTripAndBadRecords) {
+TEST(KoFloatExact, RecordBytesRoundTripWrongVersionNoComponentsAndRenormalisation) {
   const KoFloatExact x = Pow2(54) + KoFloatExact(-1.0);
   KbStreamWriteBinaryMemory expected;
   expected.WriteUInt64(std::uint64_t{2} << 32);  // version 0, two components
@@ -111,10 +111,7 @@ TEST(KoFloatExact, RecordBytesRoundTripAndBadRecords) {
   bytes[0] = 1;
   KbStreamReadBinaryMemory wrongVersion(bytes);
   EXPECT_THROW(target.Serialize(wrongVersion), KbExceptionWrongFileVersion);
-  bytes[0] = 0;
-  bytes.pop_back();
-  KbStreamReadBinaryMemory truncated(bytes);
-  EXPECT_THROW(target.Serialize(truncated), KbExceptionEndOfStream);
+  // Truncation is swept in tests/records; a zero count must throw too.
   KbStreamReadBinaryMemory noComponents(std::vector<std::uint8_t>(8, 0));
   EXPECT_THROW(target.Serialize(noComponents), KbException);
   EXPECT_EQ(ComponentsOf(target), (Components{{0.875, 3}}));
@@ -131,7 +128,7 @@ TEST(KoFloatExact, RecordBytesRoundTripAndBadRecords) {
             (Components{{0.0, 0}, {-0.75, INT32_MIN + 2}}));
 }
 
-TEST(KoFloatExact, ArrayRecordMarkerLayoutAndCorruptCounts) {
+TEST(KoFloatExact, ArrayRecordMarkerLayoutAndMarkerAsCount) {
   const KbArray<KoFloatExact> numbers{KoFloatExact(1.0), KoFloatExact(0.1) * KoFloatExact(0.1)};
   KbStreamWriteBinaryMemory written, header;
   KoWriteFloatExactArray(written, numbers);
@@ -147,9 +144,6 @@ TEST(KoFloatExact, ArrayRecordMarkerLayoutAndCorruptCounts) {
   std::fill(corrupt.begin() + 8, corrupt.begin() + 12, 0xFF);
   KbStreamReadBinaryMemory markerCount(corrupt);
   EXPECT_THROW(KoReadFloatExactArray(markerCount, read), KbExceptionWrongFileVersion);
-  corrupt[11] = 0x7F;
-  KbStreamReadBinaryMemory hugeCount(corrupt);
-  EXPECT_THROW(KoReadFloatExactArray(hugeCount, read), KbExceptionEndOfStream);
   EXPECT_EQ(read, numbers);
 }
 

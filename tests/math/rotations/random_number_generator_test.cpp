@@ -32,13 +32,10 @@ Bytes RecordYielding(std::uint32_t first, std::uint32_t second, std::int64_t pos
   return record;
 }
 
+// std::mt19937 is required to give 4123659995 as the 10000th output of
+// seed 5489: a million outputs each of five seeds against it.
 TEST(RandomNumberGeneratorTest, SeedsFollowTheReferenceSequences) {
-  Rng rng(5489);
-  for (std::uint32_t expected : {3499211612u, 581869302u, 3890346734u})
-    EXPECT_EQ(rng.RandInt(), expected);
-  for (int i = 4; i < 10000; ++i) rng.RandInt();
-  EXPECT_EQ(rng.RandInt(), 4123659995u);
-  for (std::uint32_t seed : {0u, 0x80000000u, 0xFFFFFFFFu, 2718281828u}) {
+  for (std::uint32_t seed : {5489u, 0u, 0x80000000u, 0xFFFFFFFFu, 2718281828u}) {
     Rng ours(seed);
     std::mt19937 reference(seed);
     int mismatches = 0;

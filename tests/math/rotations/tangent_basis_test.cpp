@@ -63,16 +63,15 @@ TEST(TangentBasisTest, RandomFramesInvertOrthonormalizeAndRotate) {
   }
 }
 
-TEST(TangentBasisRecordTest, BytesRoundTripAndBadRecordsKeepTheBasis) {
+// Truncations are swept in tests/records; one byte short keeps the basis too.
+TEST(TangentBasisRecordTest, BytesRoundTripAndTruncatedRecordKeepsTheBasis) {
   const KoTangentBasis basis(KbVector3f(1, 2, 3), KbVector3f(4, 5, 6), KbVector3f(7, 8, 9.5f));
   const ko_test::Bytes bytes = ko_test::Write(basis);
   EXPECT_EQ(bytes, ko_test::Pack(0u, 1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f, 7.0f, 8.0f, 9.5f));
   KoTangentBasis kept(KbVector3f(0, 0, 1), KbVector3f(1, 0, 0), -1.0f);
   const ko_test::Bytes before = ko_test::Write(kept);
-  for (std::size_t length = 0; length < bytes.size(); ++length) {
-    EXPECT_THROW(ko_test::Read(kept, ko_test::Bytes(bytes.begin(), bytes.begin() + length)),
-                 KbExceptionEndOfStream);
-  }
+  EXPECT_THROW(ko_test::Read(kept, ko_test::Bytes(bytes.begin(), bytes.end() - 1)),
+               KbExceptionEndOfStream);
   EXPECT_EQ(ko_test::Write(kept), before);
   ko_test::Read(kept, bytes);
   EXPECT_EQ(ko_test::Write(kept), bytes);
