@@ -76,8 +76,7 @@ TEST(PolynomialBaseTest, RecordBytesRoundTripAndBadRecordsLeaveItUnchanged) {
   const auto bytes = Pack(1u, 0xFFFFFFFFu, 1u, 4u, 8u, -1.0, -0.5, 0.0, 0.5, 1u);
   ASSERT_EQ(Write(source), bytes);
 
-  // The coefficients are read before the degree: losing only the degree
-  // must still leave both as they were.
+  // Cut inside the degree, which follows the coefficients: both stay.
   Polynomial<KbVector3d> target;
   target.SetDegree(2);
   const auto before = Write(target);
