@@ -11,6 +11,7 @@
 #include <limits>
 #include <vector>
 
+#include "base/ISerializable.h"
 #include "base/KbStreamBinaryMemory.h"
 #include "math/functions/IFunction.h"
 
@@ -38,6 +39,18 @@ Bytes Write(const Serializable& object) {
   KbStreamWriteBinaryMemory out;
   object.Serialize(out);
   return out.GetBuffer();
+}
+
+// Through the registry by class name and back: the same class, every byte
+// consumed, the same record.
+inline void ExpectObjectRoundTrip(const ISerializable& object) {
+  KbStreamWriteBinaryMemory out;
+  KbWriteObject(out, object);
+  KbStreamReadBinaryMemory in(out.GetBuffer());
+  const std::unique_ptr<ISerializable> copy = KbReadObject(in);
+  EXPECT_EQ(in.GetRemainingBytes(), 0u);
+  EXPECT_EQ(&copy->GetRTTI(), &object.GetRTTI());
+  EXPECT_EQ(Write(*copy), Write(object));
 }
 
 // The protected counter of any function object, reached through a member

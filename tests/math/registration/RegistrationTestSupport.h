@@ -1,6 +1,5 @@
-// Helpers of the registration tests: records through memory streams, an
-// observer that counts, random point sets and similarities, conversions to
-// Eigen, and Eigen's umeyama as the reference.
+// Helpers of the registration tests: an observer that counts, random point sets and similarities,
+// conversions to Eigen, and Eigen's umeyama as the reference.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -17,22 +16,6 @@
 
 using Bytes = std::vector<std::uint8_t>;
 using Points = KbArray<KbVector3f>;
-
-template <class Serializable>
-Bytes Write(const Serializable& object) {
-  KbStreamWriteBinaryMemory out;
-  object.Serialize(out);
-  return out.GetBuffer();
-}
-
-// Every proper prefix of `record` makes `read` throw `Exception`.
-template <class Exception = KbException, class Read>
-void ExpectEveryTruncationThrows(const Bytes& record, Read read) {
-  for (std::size_t length = 0; length < record.size(); ++length) {
-    KbStreamReadBinaryMemory in(record.data(), length);
-    EXPECT_THROW(read(in), Exception) << length;
-  }
-}
 
 // Counts the messages; fails on any other than eChanged with a null payload.
 struct CountingObserver : IObserver {

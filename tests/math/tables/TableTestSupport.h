@@ -22,7 +22,9 @@ struct RecordBytes {
   RecordBytes& U32(std::uint32_t value) { return Put(value); }
 };
 
-inline std::vector<std::uint8_t> WriteRecord(const ISerializable& object) {
+// Any class with a Serialize pair, not only ISerializable ones.
+template <class Serializable>
+std::vector<std::uint8_t> WriteRecord(const Serializable& object) {
   KbStreamWriteBinaryMemory stream;
   object.Serialize(stream);
   return stream.GetBuffer();
