@@ -25,6 +25,8 @@
 // message naming the argument, and nothing is written.
 #pragma once
 
+#include <cstdint>
+
 #include "base/KbArray.h"
 #include "base/KoArray2D.h"
 #include "base/KoArray3D.h"
@@ -32,7 +34,9 @@
 
 class KOMATH_API KoGridFilter {
  public:
-  enum EBorder { eClamp, eZero, eWrap };
+  // Fixed underlying type: a value outside the three (say from a cast) is
+  // still a valid EBorder, which every function rejects with KbException.
+  enum EBorder : std::uint32_t { eClamp, eZero, eWrap };
 
   KoGridFilter() = delete;
 
