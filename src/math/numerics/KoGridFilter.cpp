@@ -271,6 +271,20 @@ bool IsEmpty(const KoArray3D<float>& grid) {
   return grid.GetWidth() == 0 || grid.GetHeight() == 0 || grid.GetDepth() == 0;
 }
 
+// Runs `filter` on `in`, or on a copy of it when `in` and `out` are one grid:
+// the filters write `out` while they still read `in`. An empty grid has
+// nothing to filter.
+template <class Grid, class Filter>
+void OnDistinctSource(const Grid& in, const Grid& out, Filter filter) {
+  if (IsEmpty(in)) return;
+  if (&in == &out) {
+    const Grid copy = in;
+    filter(copy);
+  } else {
+    filter(in);
+  }
+}
+
 }  // namespace
 
 void KoGridFilter::Apply(const KoArray2D<float>& in, const KoArray2D<float>& kernel,
@@ -282,14 +296,10 @@ void KoGridFilter::Apply(const KoArray2D<float>& in, const KoArray2D<float>& ker
         "is " + SizeText(kernel.GetWidth(), kernel.GetHeight()) + "; both sides must be odd");
   }
   CheckSizes("Apply", in, out);
-  if (IsEmpty(in)) return;
-  if (&in == &out) {
-    const KoArray2D<float> copy = in;
-    Apply(copy, kernel, out, border);
-    return;
-  }
-  Full(in.GetData(), in.GetWidth(), in.GetHeight(), 1, kernel.GetData(), kernel.GetWidth(),
-       kernel.GetHeight(), 1, out.GetData(), border);
+  OnDistinctSource(in, out, [&](const KoArray2D<float>& source) {
+    Full(source.GetData(), source.GetWidth(), source.GetHeight(), 1, kernel.GetData(),
+         kernel.GetWidth(), kernel.GetHeight(), 1, out.GetData(), border);
+  });
 }
 
 void KoGridFilter::ApplySeparable(const KoArray2D<float>& in, const KbArray<float>& row,
@@ -297,14 +307,10 @@ void KoGridFilter::ApplySeparable(const KoArray2D<float>& in, const KbArray<floa
   CheckBorder("ApplySeparable", border);
   CheckRow("ApplySeparable", row);
   CheckSizes("ApplySeparable", in, out);
-  if (IsEmpty(in)) return;
-  if (&in == &out) {
-    const KoArray2D<float> copy = in;
-    ApplySeparable(copy, row, out, border);
-    return;
-  }
-  Separable2D(in.GetData(), in.GetWidth(), in.GetHeight(), row.GetData(), row.GetSize(),
-              out.GetData(), border);
+  OnDistinctSource(in, out, [&](const KoArray2D<float>& source) {
+    Separable2D(source.GetData(), source.GetWidth(), source.GetHeight(), row.GetData(),
+                row.GetSize(), out.GetData(), border);
+  });
 }
 
 void KoGridFilter::Apply(const KoArray3D<float>& in, const KoArray3D<float>& kernel,
@@ -316,14 +322,11 @@ void KoGridFilter::Apply(const KoArray3D<float>& in, const KoArray3D<float>& ker
                          "; every side must be odd");
   }
   CheckSizes("Apply", in, out);
-  if (IsEmpty(in)) return;
-  if (&in == &out) {
-    const KoArray3D<float> copy = in;
-    Apply(copy, kernel, out, border);
-    return;
-  }
-  Full(in.GetData(), in.GetWidth(), in.GetHeight(), in.GetDepth(), kernel.GetData(),
-       kernel.GetWidth(), kernel.GetHeight(), kernel.GetDepth(), out.GetData(), border);
+  OnDistinctSource(in, out, [&](const KoArray3D<float>& source) {
+    Full(source.GetData(), source.GetWidth(), source.GetHeight(), source.GetDepth(),
+         kernel.GetData(), kernel.GetWidth(), kernel.GetHeight(), kernel.GetDepth(), out.GetData(),
+         border);
+  });
 }
 
 void KoGridFilter::ApplySeparable(const KoArray3D<float>& in, const KbArray<float>& row,
@@ -331,12 +334,8 @@ void KoGridFilter::ApplySeparable(const KoArray3D<float>& in, const KbArray<floa
   CheckBorder("ApplySeparable", border);
   CheckRow("ApplySeparable", row);
   CheckSizes("ApplySeparable", in, out);
-  if (IsEmpty(in)) return;
-  if (&in == &out) {
-    const KoArray3D<float> copy = in;
-    ApplySeparable(copy, row, out, border);
-    return;
-  }
-  Separable3D(in.GetData(), in.GetWidth(), in.GetHeight(), in.GetDepth(), row.GetData(),
-              row.GetSize(), out.GetData(), border);
+  OnDistinctSource(in, out, [&](const KoArray3D<float>& source) {
+    Separable3D(source.GetData(), source.GetWidth(), source.GetHeight(), source.GetDepth(),
+                row.GetData(), row.GetSize(), out.GetData(), border);
+  });
 }
