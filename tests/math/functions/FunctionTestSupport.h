@@ -1,45 +1,21 @@
-// Helpers shared by the function-object tests: expected record bytes, the
-// reference counter of any function object, and tolerances.
+// Helpers shared by the function-object tests: a round trip by class name, the
+// reference counter of any function object, value checks and tolerances.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cstdint>
-#include <cstring>
 #include <initializer_list>
 #include <limits>
 #include <vector>
 
+#include "RecordTestSupport.h"
 #include "base/ISerializable.h"
 #include "base/KbStreamBinaryMemory.h"
 #include "math/functions/IFunction.h"
 
 namespace ko_test {
-
-using Bytes = std::vector<std::uint8_t>;
-
-// The bytes a record should have, one element per argument: its type
-// decides the width (std::uint32_t for versions and counts, float, double,
-// std::uint8_t for a bool). Little-endian like the streams (and the hosts).
-template <class... V>
-Bytes Pack(V... values) {
-  Bytes bytes;
-  auto append = [&bytes](auto value) {
-    std::uint8_t raw[sizeof(value)];
-    std::memcpy(raw, &value, sizeof(value));
-    bytes.insert(bytes.end(), raw, raw + sizeof(value));
-  };
-  (append(values), ...);
-  return bytes;
-}
-
-template <class Serializable>
-Bytes Write(const Serializable& object) {
-  KbStreamWriteBinaryMemory out;
-  object.Serialize(out);
-  return out.GetBuffer();
-}
 
 // Through the registry by class name and back: the same class, every byte
 // consumed, the same record.

@@ -8,13 +8,13 @@
 #include <algorithm>
 #include <random>
 
+#include "RecordTestSupport.h"
 #include "base/KbArray.h"
 #include "base/KbException.h"
 #include "base/KbMatrix4R.h"
 #include "base/KoObservable.h"
-#include "math/tables/TableTestSupport.h"
 
-using Bytes = std::vector<std::uint8_t>;
+using ko_test::Bytes;
 using Points = KbArray<KbVector3f>;
 
 // Counts the messages; fails on any other than eChanged with a null payload.

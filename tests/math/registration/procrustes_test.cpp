@@ -207,7 +207,7 @@ TEST(KoProcrustesRecordsTest, InputAndOutputBytes) {
                KbException);
   const auto [input, translationOnly] =
       Records(probe, a, b, Flags::eTranslationOnly | Flags::eNormalizeScale);
-  RecordBytes expected;
+  ko_test::RecordBytes expected;
   expected.U32(1).U32(1).U32(3);
   for (const Points* set : {&a, &b}) {
     expected.U32(0xFFFFFFFFu).U32(1).U32(3).U32(12);
@@ -219,7 +219,7 @@ TEST(KoProcrustesRecordsTest, InputAndOutputBytes) {
   // With rotation and scalings: the rotation behind its own version marker.
   const float third = 1.0f / 3.0f, c1 = 2.0f * third, c2 = 5.0f * third;
   const auto head = [&] {
-    RecordBytes bytes;
+    ko_test::RecordBytes bytes;
     bytes.U32(1).U32(1);
     for (float v : {c1, c1, 0.0f, c2, c2, 1.0f, c1 - c2, c1 - c2, -1.0f}) bytes.Put(v);
     return bytes;
@@ -231,7 +231,7 @@ TEST(KoProcrustesRecordsTest, InputAndOutputBytes) {
   float s1 = 0, s2 = 0;
   probe.GetOutput(translation, rotation);
   probe.GetScalings(s1, s2);
-  RecordBytes withRotation = head();
+  ko_test::RecordBytes withRotation = head();
   withRotation.Put(true).U32(1);
   for (unsigned int i = 0; i < 16; ++i) withRotation.Put(rotation[i]);
   EXPECT_EQ(full, withRotation.Put(true).Put(s1).Put(s2).bytes);

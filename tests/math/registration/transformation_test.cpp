@@ -68,7 +68,7 @@ TEST(TransformationTest, EveryChangeNotifiesOnceAndTheCopyConstructorNever) {
   KoTransformation t;
   CountingObserver observer;
   t.AddObserver(observer);
-  const Bytes record = WriteRecord(Sample());
+  const Bytes record = ko_test::Write(Sample());
   KbStreamReadBinaryMemory in(record);
   const KoTransformation& self = t;
   int expected = 0;
@@ -91,16 +91,16 @@ TEST(TransformationTest, EveryChangeNotifiesOnceAndTheCopyConstructorNever) {
 }
 
 TEST(TransformationTest, RecordHasTheVersionAfterTheTranslation) {
-  RecordBytes expected;
+  ko_test::RecordBytes expected;
   expected.Put(1.5f).Put(-2.0f).Put(0.25f).U32(1);
   for (float e : {0.0f, 1.0f, 0.0f, 0.5f, -1.0f, 0.0f,  0.0f, 0.0f, 0.0f, 0.0f, 1.0f, 0.0f, 0.0f,
                   0.0f, 0.0f, 1.0f, 0.1f, 0.7f,  -3.0f, 2.0f, 3.0f, 0.5f, 9.0f, 8.0f, 7.0f})
     expected.Put(e);
-  EXPECT_EQ(WriteRecord(Sample()), expected.bytes);
+  EXPECT_EQ(ko_test::Write(Sample()), expected.bytes);
 }
 
 TEST(TransformationTest, TruncatedOrForeignRecordThrowsAndChangesNothing) {
-  Bytes record = WriteRecord(Sample());
+  Bytes record = ko_test::Write(Sample());
   KoTransformation t(KbVector3f(4, 5, 6), KbMatrix4Rf());
   const KbMatrix4Rf before = t;
   CountingObserver observer;

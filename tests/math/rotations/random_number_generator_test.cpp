@@ -4,9 +4,9 @@
 #include <random>
 #include <sstream>
 
+#include "RecordTestSupport.h"
 #include "base/KbException.h"
 #include "math/rotations/KoRandomNumberGenerator.h"
-#include "math/rotations/RotationsTestSupport.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 #include <limits>
 #include <random>
 
+#include "RecordTestSupport.h"
 #include "base/KbException.h"
 #include "math/rotations/KoTangentBasis.h"
-#include "math/rotations/RotationsTestSupport.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
+#include "RecordTestSupport.h"
 #include "base/KbException.h"
 #include "math/functions/FunctionTestSupport.h"
 #include "math/tables/KoFunctionTableNonUniform.h"
 #include "math/tables/KoFunctionTableUniform.h"
-#include "math/tables/TableTestSupport.h"
 
 namespace {
 
@@ -20,7 +20,7 @@ NonUniformF TwoOfThree() {
 
 std::vector<std::uint8_t> NonUniformRecord(std::uint32_t count, std::uint32_t elementSize,
                                            bool marker) {
-  RecordBytes record;
+  ko_test::RecordBytes record;
   record.U32(count).Put(0.0f).Put(2.0f);
   if (marker) record.U32(0xFFFFFFFF).U32(1);
   record.U32(3).U32(elementSize).Put(0.0f).Put(1.0f).Put(2.0f).Put(5.0f).Put(0.0f).Put(0.0f);
@@ -28,12 +28,12 @@ std::vector<std::uint8_t> NonUniformRecord(std::uint32_t count, std::uint32_t el
 }
 
 TEST(NonUniformRecordTest, ExactBytesOlderLayoutAndFieldsOutsideTheRecordKept) {
-  EXPECT_EQ(WriteRecord(TwoOfThree()), NonUniformRecord(2, 8, true));
+  EXPECT_EQ(ko_test::Write(TwoOfThree()), NonUniformRecord(2, 8, true));
   NonUniformF read;  // the mode and the range are not in the record
   read.SetInterpolationType(read.eNone);
-  ReadRecord(read, NonUniformRecord(2, 8, false));
+  ko_test::Read(read, NonUniformRecord(2, 8, false));
   EXPECT_EQ(read(1), 1.0f);
-  EXPECT_EQ(WriteRecord(read), WriteRecord(TwoOfThree()));
+  EXPECT_EQ(ko_test::Write(read), ko_test::Write(TwoOfThree()));
 }
 
 // The element size is refused only where the slots cannot hold it; a count
@@ -41,35 +41,35 @@ TEST(NonUniformRecordTest, ExactBytesOlderLayoutAndFieldsOutsideTheRecordKept) {
 // slots are evaluated.
 TEST(NonUniformRecordTest, OddRecordsAreAcceptedAndAFailedReadKeepsWhatItRead) {
   NonUniformF read;
-  ReadRecord(read, NonUniformRecord(4, 8, true));
+  ko_test::Read(read, NonUniformRecord(4, 8, true));
   EXPECT_EQ(read(1), 3.0f);  // (0, 1) to (2, 5)
-  EXPECT_EQ(WriteRecord(read), NonUniformRecord(4, 8, true));
-  RecordBytes narrow;  // four-byte elements fill the front of the slots
+  EXPECT_EQ(ko_test::Write(read), NonUniformRecord(4, 8, true));
+  ko_test::RecordBytes narrow;  // four-byte elements fill the front of the slots
   narrow.U32(2).Put(0.0f).Put(2.0f).U32(3).U32(4).Put(0.0f).Put(1.0f).Put(2.0f);
-  ReadRecord(read, narrow.bytes);
+  ko_test::Read(read, narrow.bytes);
   EXPECT_EQ(read(1), 0.5f);  // (0, 1) to (2, 0)
 
-  EXPECT_THROW(ReadRecord(read, NonUniformRecord(2, 16, true)), KbExceptionWrongFileVersion);
-  RecordBytes marker;
+  EXPECT_THROW(ko_test::Read(read, NonUniformRecord(2, 16, true)), KbExceptionWrongFileVersion);
+  ko_test::RecordBytes marker;
   marker.U32(5).Put(0.5f).Put(0.25f).U32(0xFFFFFFFF).U32(1).U32(0xFFFFFFFF).U32(8);
-  EXPECT_THROW(ReadRecord(read, marker.bytes), KbExceptionWrongFileVersion);
-  RecordBytes left;  // the three leading fields are in, the slots emptied
+  EXPECT_THROW(ko_test::Read(read, marker.bytes), KbExceptionWrongFileVersion);
+  ko_test::RecordBytes left;  // the three leading fields are in, the slots emptied
   left.U32(5).Put(0.5f).Put(0.25f).U32(0xFFFFFFFF).U32(1).U32(0).U32(8);
-  EXPECT_EQ(WriteRecord(read), left.bytes);
+  EXPECT_EQ(ko_test::Write(read), left.bytes);
 }
 
 // Element size 0 with a huge count (two changed fields, beyond a one-byte
 // corruption) still may not allocate slots past the stream; a double
 // table's element size in a float table is a wrong version.
 TEST(TableRecordTest, ZeroElementSizeWithAHugeCountAndAForeignElementSizeThrow) {
-  RecordBytes slots;
+  ko_test::RecordBytes slots;
   slots.U32(0).Put(0.0f).Put(0.0f).U32(0xFFFFFFF0).U32(0);
   NonUniformF nonUniform;
-  EXPECT_THROW(ReadRecord(nonUniform, slots.bytes), KbExceptionEndOfStream);
-  auto bytes = WriteRecord(KoFunctionTableUniform<float, float>(4, -1, 1));
+  EXPECT_THROW(ko_test::Read(nonUniform, slots.bytes), KbExceptionEndOfStream);
+  auto bytes = ko_test::Write(KoFunctionTableUniform<float, float>(4, -1, 1));
   bytes[44] = 8;
   KoFunctionTableUniform<float, float> read;
-  EXPECT_THROW(ReadRecord(read, bytes), KbExceptionWrongFileVersion);
+  EXPECT_THROW(ko_test::Read(read, bytes), KbExceptionWrongFileVersion);
 }
 
 TEST(TableRegistryTest, EveryTableIsCreatedByNameAndRoundTripsThroughObjectRecords) {

@@ -3,8 +3,8 @@
 #include <cmath>
 #include <limits>
 
+#include "RecordTestSupport.h"
 #include "math/tables/KoFunctionTableUniform.h"
-#include "math/tables/TableTestSupport.h"
 
 namespace {
 
@@ -103,16 +103,16 @@ TYPED_TEST(UniformTableTest, RecordBytesOlderArrayLayoutAndDumpWithAStepThatDisa
   table.SetInterpolationType(table.eLinear);
   table.SetInvalidY(-1);
   table[0] = 1, table[1] = 2, table[2] = 3;
-  RecordBytes expected;
+  ko_test::RecordBytes expected;
   expected.U32(3).U32(2).U32(2).Put(T(0)).Put(T(1)).Put(T(-1)).U32(1).Put(T(0.5));
   expected.U32(0xFFFFFFFF).U32(1).U32(3).U32(sizeof(T)).Put(T(1)).Put(T(2)).Put(T(3));
-  EXPECT_EQ(WriteRecord(table), expected.bytes);
+  EXPECT_EQ(ko_test::Write(table), expected.bytes);
 
-  RecordBytes older;  // no marker and version; a step of 0.25
+  ko_test::RecordBytes older;  // no marker and version; a step of 0.25
   older.U32(3).U32(2).U32(2).Put(T(0)).Put(T(1)).Put(T(-1)).U32(1).Put(T(0.25));
   older.U32(3).U32(sizeof(T)).Put(T(1)).Put(T(2)).Put(T(3));
   Uniform<T> read;
-  ReadRecord(read, older.bytes);
+  ko_test::Read(read, older.bytes);
   EXPECT_EQ(read(T(0.375)), T(2.5));
   KbStreamWriteASCIIStringT<wchar_t> text;  // the stored step, no separators
   read.Dump(text);
