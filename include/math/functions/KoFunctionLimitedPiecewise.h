@@ -47,13 +47,17 @@ class KOMATH_API KoFunctionLimitedPiecewise : public KoFunctionLimited<In, Out> 
   ~KoFunctionLimitedPiecewise() override;
 
   Out operator()(In x) const override;
-  // Bit for bit operator() per element; sizes as IFunction::Evaluate.
+  // Bit for bit operator() per element; sizes as IFunction::Evaluate. Every
+  // run of consecutive arguments in one piece is one batch of that piece,
+  // which may therefore see y as x's own storage.
   void Evaluate(std::span<const In> x, std::span<Out> y) const override;
   std::unique_ptr<KoFunctionLimited<In, Out>> Clone() const override;
 
   const KbArray<SDomain>& GetPieces() const { return m_pieces; }
 
  private:
+  unsigned int pieceOf(In x) const;
+
   KbArray<SDomain> m_pieces;
 };
 

@@ -118,8 +118,15 @@ class KOMATH_API KoFunctionTableUniform : public KoFunctionTable<In, Out> {
   std::unique_ptr<KoFunctionTableUniform> tabulate(Derivative derivative) const;
   template <class Store>
   void store(T x, T value, Store combine);
-  Out lookupNearest(T x, unsigned int n) const;
-  Out lookupLinear(T x, unsigned int n) const;
+  // The lookups read the table through a copy of its fields.
+  struct Lookup {
+    const T* s;
+    unsigned int n;
+    T min, step, invalid;
+    Out Nearest(T x) const;
+    Out Linear(T x) const;
+  };
+  Lookup lookup() const;
 
   KbArray<T> m_samples;
   T m_step = 0;

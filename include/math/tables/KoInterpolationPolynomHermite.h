@@ -59,10 +59,13 @@ class KOMATH_API KoInterpolationPolynomHermite : public IFunction<T, T>, public 
  protected:
   enum ECoefficient { eP0 = 0, eM0 = 1, eP1 = 2, eM1 = 3 };
 
-  // The two value terms, summed from 0 by flag; shared with the overscale kind.
-  T evaluateValueTerms(T t) const;
-  bool isUsed(ECoefficient c) const { return m_termFlags[c] != 0; }
+  // c is an ECoefficient.
+  bool isUsed(unsigned c) const { return m_termFlags[c] != 0; }
   T coefficient(ECoefficient c) const { return m_coefficients[c]; }
+  // The batch of either kind: one loop per set of flags, so that the loop
+  // holds only the flagged terms; the overscale kind passes its S.
+  template <bool kOverscale>
+  void evaluateBatch(std::span<const T> x, std::span<T> y, T overscale) const;
 
  private:
   T m_coefficients[4];

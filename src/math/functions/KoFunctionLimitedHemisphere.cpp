@@ -38,9 +38,9 @@ Out KoFunctionLimitedHemisphere<In, Out>::operator()(In x) const {
   return std::sqrt(q) * sign + m_centre.second;
 }
 
-// The root is taken of q clamped at 0 and thrown away where q < 0: no
-// argument can make it set errno, so the loop vectorises, and the selected
-// values are those of operator() (a NaN q stays NaN through the clamp).
+// The root is taken for every element and thrown away where q < 0: a select
+// instead of a branch, so the loop vectorises, and the selected values are
+// those of operator().
 template <class In, class Out>
 void KoFunctionLimitedHemisphere<In, Out>::Evaluate(std::span<const In> x, std::span<Out> y) const {
   this->checkBatchSizes(x.size(), y.size());
@@ -50,7 +50,7 @@ void KoFunctionLimitedHemisphere<In, Out>::Evaluate(std::span<const In> x, std::
   for (std::size_t i = 0; i < x.size(); ++i) {
     const T d = x[i] - cx;
     const T q = radius * radius - d * d;
-    const T value = std::sqrt(0 > q ? T(0) : q) * sign + cy;
+    const T value = std::sqrt(q) * sign + cy;
     y[i] = 0 > q ? invalid : value;
   }
 }

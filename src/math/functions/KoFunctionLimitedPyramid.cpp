@@ -22,16 +22,19 @@ Out KoFunctionLimitedPyramid<In, Out>::operator()(In x) const {
   return (b - x) * m_height / (b - m_peakX);
 }
 
+// The side is chosen before the division, so each element divides once; the
+// operands are those of operator()'s branch, so is the quotient. The
+// outside test comes last and selects, which vectorises.
 template <class In, class Out>
 void KoFunctionLimitedPyramid<In, Out>::Evaluate(std::span<const In> x, std::span<Out> y) const {
   this->checkBatchSizes(x.size(), y.size());
   const T a = this->GetMinX(), b = this->GetMaxX(), invalid = this->GetInvalidY();
   const T peak = m_peakX, height = m_height;
+  const T rise = peak - a, fall = b - peak;
   for (std::size_t i = 0; i < x.size(); ++i) {
     const T v = x[i];
-    const T rising = (v - a) * height / (peak - a);
-    const T falling = (b - v) * height / (b - peak);
-    const T value = peak > v ? rising : falling;
+    const bool rising = peak > v;
+    const T value = (rising ? v - a : b - v) * height / (rising ? rise : fall);
     y[i] = (a > v || v > b) ? invalid : value;
   }
 }

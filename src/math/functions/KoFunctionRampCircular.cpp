@@ -1,6 +1,7 @@
 #include "math/functions/KoFunctionRampCircular.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -197,10 +198,84 @@ T KoFunctionRampCircular<T>::operator()(T x) const {
   return (*p.curve)(x);
 }
 
+// The ramp's pieces are at most four analytic functions (arcs, a line,
+// constants), cheaper to evaluate over a whole block each than to sort the
+// arguments by piece. So every piece evaluates the block through its own
+// batch, and one pass then picks each argument's value in operator()'s
+// order: the levels outside the rise, the curve's invalid value outside its
+// domain, else the first piece that holds the argument. The pieces are pure,
+// so the values thrown away change nothing, and the pass is all selects
+// over four slots, which vectorises; a slot without a piece holds nothing.
+// Only when y is x itself are the block's arguments copied.
 template <class T>
 void KoFunctionRampCircular<T>::Evaluate(std::span<const T> x, std::span<T> y) const {
   this->checkBatchSizes(x.size(), y.size());
-  for (std::size_t i = 0; i < x.size(); ++i) y[i] = KoFunctionRampCircular::operator()(x[i]);
+  const SParameters& p = *m_parameters;
+  const KoFunctionLimitedPiecewise<T, T>& curve = *p.curve;
+  const T start = p.start, end = p.start + p.length, low = p.low, high = p.high;
+  const T curveMin = curve.GetMinX(), curveMax = curve.GetMaxX(), invalid = curve.GetInvalidY();
+  constexpr unsigned int kSlots = 4;
+  const auto& pieces = curve.GetPieces();
+  // At most two arcs, a line and the high level; none when the end is NaN.
+  const unsigned int pieceCount = pieces.GetSize();
+  assert(pieceCount <= kSlots);
+  T from[kSlots], to[kSlots];
+  // Pieces laid end to end in increasing order, as the constructor makes
+  // them unless rounding disorders the arcs' ends: then the piece that holds
+  // an argument below the last end is the last one starting at or before
+  // it, one comparison a slot. An empty slot's range [+inf, -inf) holds
+  // nothing and, chained, starts after every argument the last end admits.
+  bool chained = true;
+  for (unsigned int k = 0; k < kSlots; ++k) {
+    const bool used = k < pieceCount;
+    from[k] = used ? pieces[k].from : std::numeric_limits<T>::infinity();
+    to[k] = used ? pieces[k].to : -std::numeric_limits<T>::infinity();
+    if (used) chained = chained && from[k] <= to[k] && (k == 0 || to[k - 1] == from[k]);
+  }
+  const T lastEnd = pieceCount > 0 ? to[pieceCount - 1] : -std::numeric_limits<T>::infinity();
+  constexpr std::size_t kBlock = 256;
+  T copy[kBlock], values[kSlots][kBlock], highs[kBlock];
+  // With a finite end the last piece is the constant high level on
+  // [end, inf) that the constructor appends: its values are known without
+  // asking it. (An infinite or NaN end leaves that piece out.)
+  std::fill_n(highs, kBlock, high);
+  const unsigned int asked = end < std::numeric_limits<T>::infinity() ? pieceCount - 1 : pieceCount;
+  const auto pick = [&]<bool kChained>(const T* arguments, const T* const* slot, T* out,
+                                       std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+      const T a = arguments[i];
+      T value = invalid;
+      for (unsigned int k = 0; k < kSlots; ++k) {
+        // Unchained, last to first: the first piece that holds a writes last.
+        const unsigned int j = kChained ? k : kSlots - 1 - k;
+        const T candidate = slot[j][i];
+        const bool holds = kChained ? a >= from[j] : (a >= from[j]) & (to[j] > a);
+        value = holds ? candidate : value;
+      }
+      if constexpr (kChained) value = lastEnd > a ? value : invalid;
+      value = (curveMin > a) | (a > curveMax) ? invalid : value;
+      out[i] = a > end ? high : (start > a ? low : value);
+    }
+  };
+  const bool inPlace = x.data() == y.data();
+  for (std::size_t first = 0; first < x.size(); first += kBlock) {
+    const std::size_t count = std::min(kBlock, x.size() - first);
+    const T* arguments = x.data() + first;
+    if (inPlace) arguments = std::copy_n(arguments, count, copy) - count;
+    const T* slot[kSlots];
+    for (unsigned int k = 0; k < kSlots; ++k) {
+      slot[k] = highs;
+      if (k >= asked) continue;
+      pieces[k].function->Evaluate({arguments, count}, {values[k], count});
+      slot[k] = values[k];
+    }
+    T* out = y.data() + first;
+    if (chained) {
+      pick.template operator()<true>(arguments, slot, out, count);
+    } else {
+      pick.template operator()<false>(arguments, slot, out, count);
+    }
+  }
 }
 
 template <class T>

@@ -71,50 +71,64 @@ void KoFunctionTableUniform<In, Out>::zeroTable() {
 }
 
 template <class In, class Out>
-Out KoFunctionTableUniform<In, Out>::operator()(In x) const {
-  const unsigned int n = m_samples.GetSize();
-  switch (this->GetInterpolationType()) {
-    case eLinear:
-      return lookupLinear(x, n);
-    case eNone:
-      return lookupNearest(x, n);
-    default:
-      return 0;
-  }
-}
-
-template <class In, class Out>
-void KoFunctionTableUniform<In, Out>::Evaluate(std::span<const In> x, std::span<Out> y) const {
-  this->checkBatchSizes(x.size(), y.size());
-  for (std::size_t i = 0; i < x.size(); ++i) y[i] = KoFunctionTableUniform::operator()(x[i]);
-}
-
-template <class In, class Out>
-Out KoFunctionTableUniform<In, Out>::lookupNearest(T x, unsigned int n) const {
-  if (n == 0) return this->GetInvalidY();
-  const T* s = m_samples.GetData();
-  if (this->GetMinX() > x) return s[0];
-  if (m_step == 0) return s[n - 1];
-  const T position = (x - this->GetMinX()) / m_step + T(0.5);
+Out KoFunctionTableUniform<In, Out>::Lookup::Nearest(T x) const {
+  if (n == 0) return invalid;
+  if (min > x) return s[0];
+  if (step == 0) return s[n - 1];
+  const T position = (x - min) / step + T(0.5);
   unsigned int i = 0;
   if (!TruncatedIndex(position, i)) return std::isnan(position) ? position : s[n - 1];
   return i < n ? s[i] : s[n - 1];
 }
 
 template <class In, class Out>
-Out KoFunctionTableUniform<In, Out>::lookupLinear(T x, unsigned int n) const {
-  if (n == 0) return this->GetInvalidY();
-  const T* s = m_samples.GetData();
-  if (this->GetMinX() > x) return s[0];
-  if (m_step == 0) return s[n - 1];
-  const T t = (x - this->GetMinX()) / m_step;
+Out KoFunctionTableUniform<In, Out>::Lookup::Linear(T x) const {
+  if (n == 0) return invalid;
+  if (min > x) return s[0];
+  if (step == 0) return s[n - 1];
+  const T t = (x - min) / step;
   if (t >= static_cast<T>(n - 1)) return s[n - 1];
   // Here t < n − 1, so n >= 2 whenever t >= 0. Below 0 only a NaN or a
   // reversed step lands: t in (−1, 0) still truncates to the first interval
   // and extrapolates from it; further out there is no sample to read.
   if (t >= 0) return Interpolate(s, static_cast<unsigned int>(static_cast<std::int64_t>(t)), t);
   if (std::isnan(t)) return t;
-  return t > T(-1) && n >= 2 ? Interpolate(s, 0u, t) : this->GetInvalidY();
+  return t > T(-1) && n >= 2 ? Interpolate(s, 0u, t) : invalid;
+}
+
+template <class In, class Out>
+auto KoFunctionTableUniform<In, Out>::lookup() const -> Lookup {
+  return {m_samples.GetData(), m_samples.GetSize(), this->GetMinX(), m_step, this->GetInvalidY()};
+}
+
+template <class In, class Out>
+Out KoFunctionTableUniform<In, Out>::operator()(In x) const {
+  switch (this->GetInterpolationType()) {
+    case eLinear:
+      return lookup().Linear(x);
+    case eNone:
+      return lookup().Nearest(x);
+    default:
+      return 0;
+  }
+}
+
+// The mode is chosen once and the table's fields are copied to locals: the
+// results cannot alias them then, and each loop is the lookup alone.
+template <class In, class Out>
+void KoFunctionTableUniform<In, Out>::Evaluate(std::span<const In> x, std::span<Out> y) const {
+  this->checkBatchSizes(x.size(), y.size());
+  const Lookup table = lookup();
+  switch (this->GetInterpolationType()) {
+    case eLinear:
+      for (std::size_t i = 0; i < x.size(); ++i) y[i] = table.Linear(x[i]);
+      return;
+    case eNone:
+      for (std::size_t i = 0; i < x.size(); ++i) y[i] = table.Nearest(x[i]);
+      return;
+    default:
+      for (Out& value : y) value = 0;
+  }
 }
 
 template <class In, class Out>

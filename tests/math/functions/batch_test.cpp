@@ -16,6 +16,7 @@
 #include "math/functions/KoFunctionCubic.h"
 #include "math/functions/KoFunctionInverse.h"
 #include "math/functions/KoFunctionLimitedHemisphere.h"
+#include "math/functions/KoFunctionLimitedPiecewise.h"
 #include "math/functions/KoFunctionLimitedPyramid.h"
 #include "math/functions/KoFunctionLinear.h"
 #include "math/functions/KoFunctionRampCircular.h"
@@ -75,7 +76,14 @@ TYPED_TEST(BatchEvaluation, EveryClassBitIdenticalToOperatorCall) {
   for (unsigned int i = 0; i < 17; ++i) uniform[i] = std::sin(T(i));
   KoFunctionTableNonUniform<T, T> nonUniform(40);
   for (int i = 0; i < 40; ++i) nonUniform.AppendSorted(T(i * i) / 400 - T(0.5), std::cos(T(i)));
+  KoFunctionTableUniform<T, T> nearest = uniform;
+  nearest.SetInterpolationType(nearest.eNone);
+  KoFunctionTableUniform<T, T> unknownMode = uniform;
+  unknownMode.SetInterpolationType(typename KoFunctionTableUniform<T, T>::EInterpolationType(7));
+  KoFunctionTableNonUniform<T, T> nearestNonUniform = nonUniform;
+  nearestNonUniform.SetInterpolationType(nearestNonUniform.eNone);
   const KoFunctionRampCircular<T> circular(-1, 2, 1.5, 0.25, 0.7, 1.3);
+  constexpr T inf = std::numeric_limits<T>::infinity();
 
   const std::pair<const char*, std::unique_ptr<IFunction<T, T>>> functions[] = {
       {"constant", std::make_unique<KoFunctionConstant<T, T>>(T(2.5))},
@@ -91,12 +99,60 @@ TYPED_TEST(BatchEvaluation, EveryClassBitIdenticalToOperatorCall) {
       {"linear ramp", std::make_unique<KoFunctionRampLinear<T>>(-1, 2, 1.5, T(0.25))},
       {"spline ramp", std::make_unique<KoFunctionRampSpline<T>>(-1, 2, 1.5, T(0.4), T(0.25))},
       {"circular ramp", std::make_unique<KoFunctionRampCircular<T>>(circular)},
+      {"falling circular ramp", std::make_unique<KoFunctionRampCircular<T>>(2, -1, 1, -0.5, 0, 2)},
+      {"flat circular ramp", std::make_unique<KoFunctionRampCircular<T>>(1, 1, 2, 0, 1, 1)},
+      {"circular ramp without a rise",
+       std::make_unique<KoFunctionRampCircular<T>>(0, 1, -1, 0.5, 1, 1)},
+      // No high piece: beyond an infinite end, and with a NaN end no piece at all.
+      {"circular ramp to infinity",
+       std::make_unique<KoFunctionRampCircular<T>>(0, 1, inf, -1, 1, 1)},
+      {"circular ramp with a NaN end",
+       std::make_unique<KoFunctionRampCircular<T>>(0, 1, -inf, inf, 1, 1)},
       {"hermite", std::make_unique<KoInterpolationPolynomHermite<T>>(0.5, 1, 2, -1)},
       {"overscaled hermite",
        std::make_unique<KoInterpolationPolynomHermiteOverscale<T>>(0.5, 1, 2, -1, T(1.5))},
       {"uniform table", uniform.Clone()},
-      {"non-uniform table", nonUniform.Clone()}};
+      {"nearest uniform table", nearest.Clone()},
+      {"uniform table of an unknown mode", unknownMode.Clone()},
+      {"empty uniform table", std::make_unique<KoFunctionTableUniform<T, T>>()},
+      {"non-uniform table", nonUniform.Clone()},
+      {"nearest non-uniform table", nearestNonUniform.Clone()}};
   for (const auto& [name, f] : functions) ExpectBatchEqualsCalls<T, T>(*f, x, name);
+}
+
+// Each set of term flags has a loop of its own; a skipped term must stay
+// skipped (no 0·inf) in every one of them.
+TYPED_TEST(BatchEvaluation, HermiteEveryTermSet) {
+  using T = TypeParam;
+  const std::vector<T> x = Arguments<T>();
+  for (unsigned int mask = 0; mask < 16; ++mask) {
+    const auto c = [mask](unsigned int k, T value) { return (mask >> k & 1u) ? value : T(0); };
+    const KoInterpolationPolynomHermite<T> plain(c(0, 0.5), c(1, 1), c(2, 2), c(3, -1));
+    const KoInterpolationPolynomHermiteOverscale<T> overscaled(c(0, 0.5), c(1, 1), c(2, 2),
+                                                               c(3, -1), T(1.5));
+    SCOPED_TRACE(mask);
+    ExpectBatchEqualsCalls<T, T>(plain, x, "hermite");
+    ExpectBatchEqualsCalls<T, T>(overscaled, x, "overscaled hermite");
+  }
+}
+
+// Sorted arguments reach each piece in long runs; the pieces overlap (the
+// earlier wins) and leave a gap, and the domain cuts the last one short.
+TYPED_TEST(BatchEvaluation, PiecewiseRunsOverlapsAndGaps) {
+  using T = TypeParam;
+  using Piecewise = KoFunctionLimitedPiecewise<T, T>;
+  const KoFunctionLinear<T> line(T(0.3), -1);
+  const KoFunctionLimitedHemisphere<T, T> arc({0, 0}, 1, -1, 1, true);
+  const KoFunctionConstant<T, T> level(7);
+  KbArray<typename Piecewise::SDomain> pieces;
+  pieces.PushBack({&line, -2, 0});
+  pieces.PushBack({&arc, T(-0.5), 1});
+  pieces.PushBack({&level, T(1.5), 5});
+  const Piecewise f(T(-2.5), 3, std::move(pieces));
+  std::vector<T> sorted(999);
+  for (std::size_t i = 0; i < sorted.size(); ++i) sorted[i] = T(-3) + T(i) / 128;
+  ExpectBatchEqualsCalls<T, T>(f, sorted, "sorted");
+  ExpectBatchEqualsCalls<T, T>(f, Arguments<T>(), "random");
 }
 
 TEST(BatchEvaluationVector, VectorTableAndLengthMismatch) {
