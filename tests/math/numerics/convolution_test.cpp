@@ -158,7 +158,7 @@ std::vector<std::uint8_t> Record(CProbe<T>& probe) {
   return record.GetBuffer();
 }
 
-TEST(KoFtArrayConvolutionRecords, BytesRoundTripNaNTruncationAndMissingRecords) {
+TEST(KoFtArrayConvolutionRecords, BytesReplayNaNTruncationAndMissingRecords) {
   const KbArray<float> x{0.5f, 2.0f};
   KbArray<KbVector2f> v{{1, 2}, {3, 4}};
   CProbe<KbVector2f> probe, replay;
@@ -195,13 +195,6 @@ TEST(KoFtArrayConvolutionRecords, BytesRoundTripNaNTruncationAndMissingRecords) 
   floats.serializeUnitTestInput(nanStream), floats.Compute(0);
   floats.serializeUnitTestOutput(nanStream);
   EXPECT_FALSE(floats.compareUnitTestResult());
-
-  for (const wchar_t* name : {L"KoFtArrayConvolution(float)", L"KoFtArrayConvolution(KbVector2f)",
-                              L"KoFtArrayConvolution(KbVector3f)"}) {
-    const KbRTTI* rtti = KbRTTI::Find(name);
-    ASSERT_NE(rtti, nullptr);
-    EXPECT_TRUE(rtti->GetParent() == &KoFtAlgorithm::RTTI && &rtti->Create()->GetRTTI() == rtti);
-  }
 }
 
 // Golden files per value type: 17 samples on a line (h 0.6) and on a circle
