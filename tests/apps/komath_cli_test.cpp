@@ -84,13 +84,11 @@ class KomathTest : public ::testing::Test {
 };
 
 TEST_F(KomathTest, HelpAndVersionListEverySubcommand) {
-  const Result help = Run("--help");
-  EXPECT_EQ(help.status, 0);
+  const Result help = Run("--help"), version = Run("--version");
+  EXPECT_TRUE(help.status == 0 && version.status == 0);
   for (const char* name : {"align", "gpa", "det", "fit", "smooth", "rng"}) {
     EXPECT_NE(help.out.find(std::string("\n  ") + name + " "), std::string::npos) << name;
   }
-  const Result version = Run("--version");
-  EXPECT_EQ(version.status, 0);
   EXPECT_EQ(version.out.rfind("komath ", 0), 0u);
 }
 
@@ -126,9 +124,8 @@ TEST_F(KomathTest, ExactDeterminantIsTheLibrarysFraction) {
     }
   };
   for (unsigned i = 0; i < numerator.GetSize(); ++i) check(result["numerator"][i], numerator[i]);
-  for (unsigned i = 0; i < denominator.GetSize(); ++i) {
+  for (unsigned i = 0; i < denominator.GetSize(); ++i)
     check(result["denominator"][i], denominator[i]);
-  }
   // det = 3(5·-5.5 - 54) - (-5.5 - 18) + 4(6 - 10) = -237
   EXPECT_EQ(result["approximation"].get<double>(), -237.0);
 }
@@ -158,11 +155,8 @@ void MakeMovedPair(unsigned n, const KbMatrix4Rf& motion, double sigma, KbArray<
   for (unsigned i = 0; i < n; ++i) {
     const KbVector3f p(float(random.Rand(4)), float(random.Rand(3)), float(random.Rand(2)));
     source.PushBack(p);
-    KbVector3f q;
-    for (unsigned c = 0; c < 3; ++c) {
-      q[c] = float(p.x * motion(0, c) + p.y * motion(1, c) + p.z * motion(2, c) + motion(3, c) +
-                   random.RandNorm(0, sigma));
-    }
+    KbVector3f q = motion.TransformPoint(p);
+    for (unsigned c = 0; c < 3; ++c) q[c] = float(q[c] + random.RandNorm(0, sigma));
     target.PushBack(q);
   }
 }
@@ -206,11 +200,8 @@ TEST_F(KomathTest, AlignRecoversAKnownMotionWithinTheNoise) {
   double sum = 0;
   for (const KbVector3f& p : source) {
     const KbVector3d a = Map(result["matrix"], p);
-    KbVector3d b;
-    for (unsigned c = 0; c < 3; ++c) {
-      b[c] = p.x * motion(0, c) + p.y * motion(1, c) + p.z * motion(2, c) + motion(3, c);
-    }
-    sum += (a - b).SquaredLength();
+    const KbVector3f b = motion.TransformPoint(p);
+    for (unsigned c = 0; c < 3; ++c) sum += (a[c] - b[c]) * (a[c] - b[c]);
   }
   EXPECT_LT(std::sqrt(sum / n), 4 * sigma * std::sqrt(7.0 / n));
   // What remains is the noise: sigma·sqrt(3 (n - 7) / n) per point.
@@ -264,10 +255,8 @@ TEST_F(KomathTest, GpaEqualsTheLibraryFromOneFileOrMany) {
   gpa.GetFlags().Set(KoMpGeneralizedProcrustesAnalysis::eMeanShapeInReferenceScale);
   ASSERT_TRUE(gpa.Compute(KoAlgorithm::eComputeDefault));
   EXPECT_EQ(apart["rounds"], gpa.GetRoundCount());
-  KbArray<KbVector3f> mean;
-  gpa.GetMeanShape(mean);
-  KbArray<KbVector3f> centers;
-  gpa.GetCenters(centers);
+  KbArray<KbVector3f> mean, centers;
+  gpa.GetMeanShape(mean), gpa.GetCenters(centers);
   for (unsigned j = 0; j < mean.GetSize(); ++j) {
     for (unsigned c = 0; c < 3; ++c) {
       EXPECT_EQ(F(apart["mean_shape"][j][c]), mean[j][c] + centers[0][c]);

@@ -47,8 +47,7 @@ TEST(StreamsTest, ElementsAreWrittenLittleEndianWithFixedWidths) {
 }
 
 TEST(StreamsTest, WrongVersionThrowsWithBothNumbers) {
-  const Bytes bytes = {7, 0, 0, 0};
-  KbStreamReadBinaryMemory in(bytes);
+  KbStreamReadBinaryMemory in(Bytes{7, 0, 0, 0});
   try {
     in.ReadAndCompareVersion(2);
     FAIL() << "no exception";
@@ -64,9 +63,7 @@ TEST(StreamsTest, TruncatedAndCorruptReadsThrowWithoutConsuming) {
   EXPECT_THROW(in.ReadUInt32(), KbExceptionEndOfStream);
   EXPECT_EQ(in.GetPosition(), 0u);  // the short read took nothing
 
-  const Bytes badBool = {2};
-  KbStreamReadBinaryMemory boolIn(badBool);
-  EXPECT_THROW(boolIn.ReadBool(), KbException);
+  EXPECT_THROW(KbStreamReadBinaryMemory(Bytes{2}).ReadBool(), KbException);
 
   EXPECT_NO_THROW(in.EnsureAvailable(3, 1));
   EXPECT_THROW(in.EnsureAvailable(2, 2), KbExceptionEndOfStream);

@@ -32,10 +32,7 @@ TEST(ValuesTest, MatricesAreRowMajorRowVectorTransforms) {
 
   // Scale x by 2, then translate by (1, 2, 3): the translation is row 3.
   const KbMatrix4Rd scale(2, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
-  KbMatrix4Rd translate;
-  translate(3, 0) = 1;
-  translate(3, 1) = 2;
-  translate(3, 2) = 3;
+  const KbMatrix4Rd translate(1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 1, 2, 3, 1);
   const KbMatrix4Rd both = scale * translate;  // applies scale first
   EXPECT_EQ(both[12], 1.0);
   EXPECT_EQ(both.TransformPoint(KbVector3d(1, 1, 1)), KbVector3d(3, 3, 4));

@@ -89,42 +89,25 @@ KoFloatExact ExactSample() {
   return sum * KoFloatExact(-3.0f);
 }
 
-template <class T>
-KbArray<T> ArraySample(std::initializer_list<T> values) {
-  return KbArray<T>(values);
+template <class T, class... V>
+KbArray<T> Array(V... values) {
+  return KbArray<T>{T(values)...};
 }
 
 std::vector<SRecordCase> MakeCases() {
+  using V2f = KbVector2f;
   using V3f = KbVector3f;
+  using V3d = KbVector3d;
+  using HemisphereF = KoFunctionLimitedHemisphere<float, float>;
+  using HemisphereD = KoFunctionLimitedHemisphere<double, double>;
   std::vector<SRecordCase> cases = {
-      Object("KbArray<float>",
-             [] {
-               return ArraySample<float>({1.5f, -2, 0});
-             }),
-      Object("KbArray<double>",
-             [] {
-               return ArraySample<double>({1.5, -2});
-             }),
-      Object("KbArray<KbVector2f>",
-             [] {
-               return ArraySample<KbVector2f>({{1, 2}, {3, 4}});
-             }),
-      Object("KbArray<KbVector3f>",
-             [] {
-               return ArraySample<V3f>({{1, 2, 3}});
-             }),
-      Object("KbArray<KbVector3d>",
-             [] {
-               return ArraySample<KbVector3d>({{1, 2, 3}, {4, 5, 6}});
-             }),
-      Object("KbArray<unsigned int>",
-             [] {
-               return ArraySample<unsigned int>({7, 8, 9});
-             }),
-      Object("KbArray<KoPoint<float>>",
-             [] {
-               return ArraySample<KoPoint<float>>({{1, 2}});
-             }),
+      Object("KbArray<float>", [] { return Array<float>(1.5f, -2, 0); }),
+      Object("KbArray<double>", [] { return Array<double>(1.5, -2); }),
+      Object("KbArray<KbVector2f>", [] { return Array<V2f>(V2f(1, 2), V2f(3, 4)); }),
+      Object("KbArray<KbVector3f>", [] { return Array<V3f>(V3f(1, 2, 3)); }),
+      Object("KbArray<KbVector3d>", [] { return Array<V3d>(V3d(1, 2, 3), V3d(4, 5, 6)); }),
+      Object("KbArray<unsigned int>", [] { return Array<unsigned int>(7, 8, 9); }),
+      Object("KbArray<KoPoint<float>>", [] { return Array<KoPoint<float>>(KoPoint(1.f, 2.f)); }),
       Object("KoFloatExact", ExactSample),
       Object("KoExtrema<float>", [] { return KoExtrema<float>(-1, 2); }),
       Object("KoExtrema<double>", [] { return KoExtrema<double>(-1, 2); }),
@@ -139,13 +122,9 @@ std::vector<SRecordCase> MakeCases() {
       Object("KoFunctionInverse<float>", [] { return KoFunctionInverse<float, float>(2, 1); }),
       Object("KoFunctionInverse<double>", [] { return KoFunctionInverse<double, double>(2, 1); }),
       Object("KoFunctionLimitedHemisphere<float>",
-             [] {
-               return KoFunctionLimitedHemisphere<float, float>({1, 2}, 3, -4, 5, true);
-             }),
+             [] { return HemisphereF(std::pair(1.f, 2.f), 3, -4, 5, true); }),
       Object("KoFunctionLimitedHemisphere<double>",
-             [] {
-               return KoFunctionLimitedHemisphere<double, double>({1, 2}, 3, -4, 5, false);
-             }),
+             [] { return HemisphereD(std::pair(1., 2.), 3, -4, 5, false); }),
       Object("KoFunctionLimitedPyramid<float>",
              [] { return KoFunctionLimitedPyramid<float, float>(0, 1, 3, 2); }),
       Object("KoFunctionLimitedPyramid<double>",
@@ -200,10 +179,7 @@ std::vector<SRecordCase> MakeCases() {
              [] { return KoInterpolationPolynomHermiteOverscale<float>(0, 1, 2, -1, 1.5f); }),
       Object("KoInterpolationPolynomHermiteOverscale<double>",
              [] { return KoInterpolationPolynomHermiteOverscale<double>(0, 1, 2, -1, 1.5); }),
-      Object("KoTangentBasis",
-             [] {
-               return KoTangentBasis({0, 0, 1}, {1, 0, 0}, -1.0f);
-             }),
+      Object("KoTangentBasis", [] { return KoTangentBasis(V3f(0, 0, 1), V3f(1, 0, 0), -1.0f); }),
       Object("KoRandomNumberGenerator",
              [] {
                KoRandomNumberGenerator generator(5489u);

@@ -1,5 +1,5 @@
-// Helpers shared by the function-object tests: a round trip by class name, the
-// reference counter of any function object, value checks and tolerances.
+// Helpers shared by the function-object tests: the reference counter of any
+// function object, value checks and tolerances.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,23 +11,9 @@
 #include <vector>
 
 #include "RecordTestSupport.h"
-#include "base/ISerializable.h"
-#include "base/KbStreamBinaryMemory.h"
 #include "math/functions/IFunction.h"
 
 namespace ko_test {
-
-// Through the registry by class name and back: the same class, every byte
-// consumed, the same record.
-inline void ExpectObjectRoundTrip(const ISerializable& object) {
-  KbStreamWriteBinaryMemory out;
-  KbWriteObject(out, object);
-  KbStreamReadBinaryMemory in(out.GetBuffer());
-  const std::unique_ptr<ISerializable> copy = KbReadObject(in);
-  EXPECT_EQ(in.GetRemainingBytes(), 0u);
-  EXPECT_EQ(&copy->GetRTTI(), &object.GetRTTI());
-  EXPECT_EQ(Write(*copy), Write(object));
-}
 
 // The protected counter of any function object, reached through a member
 // pointer named in a derived class (the counter has no public accessor).

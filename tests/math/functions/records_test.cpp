@@ -1,19 +1,15 @@
-// Stream records of the function objects: exact bytes, round trips through
-// the class registry and wrong versions (corruptions: tests/records).
+// Stream records of the function objects: exact bytes and wrong versions
+// (corruptions and round trips of every class: tests/records).
 #include <gtest/gtest.h>
 
 #include <cfloat>
 #include <memory>
-#include <string>
 
 #include "FunctionTestSupport.h"
-#include "base/ISerializable.h"
 #include "base/KbException.h"
 #include "math/functions/KoFunctionConstant.h"
 #include "math/functions/KoFunctionCubic.h"
-#include "math/functions/KoFunctionInverse.h"
 #include "math/functions/KoFunctionLimitedHemisphere.h"
-#include "math/functions/KoFunctionLimitedPyramid.h"
 #include "math/functions/KoFunctionLinear.h"
 #include "math/functions/KoFunctionRampLinear.h"
 #include "math/functions/KoFunctionRampSpline.h"
@@ -38,29 +34,6 @@ TEST(FunctionRecordsTest, ConstantHemisphereLinearAndSplineRampBytes) {
   // tangent is not stored.
   EXPECT_EQ(Write(KoFunctionRampSpline<double>(0, 1, 2, 0.5, 3)),
             Pack(1u, 1u, 0.0, 1.0, 1u, 0.5, -1.5, 2.0, 3.0));
-}
-
-// One object of every registered class with a factory, with values that
-// differ from the defaults (names and factories: registry_table_test).
-template <class T>
-void AddExamples(std::vector<std::unique_ptr<ISerializable>>& examples) {
-  examples.push_back(std::make_unique<KoFunctionConstant<T, T>>(T(-1.25)));
-  examples.push_back(std::make_unique<KoFunctionInverse<T, T>>(T(3), T(0.5)));
-  examples.push_back(std::make_unique<KoFunctionLimitedHemisphere<T, T>>(std::pair<T, T>(1, -2),
-                                                                         T(3), T(-1), T(4), false));
-  examples.push_back(std::make_unique<KoFunctionLimitedPyramid<T, T>>(-1, 2, 5, 7));
-  examples.push_back(std::make_unique<KoFunctionRampLinear<T>>(-2, 6, 4, 1));
-  examples.push_back(std::make_unique<KoFunctionRampSpline<T>>(0, 3, 2, T(0.5), 1));
-}
-
-TEST(FunctionRecordsTest, EveryFactoryClassRoundTripsThroughItsObjectRecord) {
-  std::vector<std::unique_ptr<ISerializable>> examples;
-  AddExamples<float>(examples);
-  AddExamples<double>(examples);
-  for (const auto& original : examples) {
-    SCOPED_TRACE(::testing::PrintToString(std::wstring(original->GetClassNameW())));
-    ko_test::ExpectObjectRoundTrip(*original);
-  }
 }
 
 TEST(FunctionRecordsTest, WrongVersionsThrowAndKeepWhatWasNotYetRead) {

@@ -3,6 +3,7 @@
 #include <cfenv>
 #include <limits>
 
+#include "RecordTestSupport.h"
 #include "base/KbException.h"
 #include "base/KbStreamBinaryMemory.h"
 #include "math/numerics/ExactReference.h"
@@ -98,13 +99,8 @@ TEST(KoFloatExact, FloatApproximationSubnormalInfinityNaNQuirksAndAssignment) {
 
 TEST(KoFloatExact, RecordBytesRoundTripWrongVersionNoComponentsAndRenormalisation) {
   const KoFloatExact x = Pow2(54) + KoFloatExact(-1.0);
-  KbStreamWriteBinaryMemory expected;
-  expected.WriteUInt64(std::uint64_t{2} << 32);  // version 0, two components
-  expected.WriteDouble(-0.5);
-  expected.WriteInt32(1);
-  expected.WriteDouble(0.5);
-  expected.WriteInt32(55);
-  EXPECT_EQ(RecordOf(x), expected.GetBuffer());
+  // Version 0, two components, each mantissa with its exponent.
+  EXPECT_EQ(RecordOf(x), ko_test::Pack(0u, 2u, -0.5, 1, 0.5, 55));
   EXPECT_EQ(ReadNumber(RecordOf(x)), x);
   std::vector<std::uint8_t> bytes = RecordOf(x);
   KoFloatExact target(7.0);
@@ -118,23 +114,17 @@ TEST(KoFloatExact, RecordBytesRoundTripWrongVersionNoComponentsAndRenormalisatio
 
   // Hand-made pairs are renormalised: the stored exponent is added to the
   // mantissa's own (in 32-bit wrap-around), a zero mantissa drops its exponent.
-  KbStreamWriteBinaryMemory raw;
-  raw.WriteUInt64(std::uint64_t{2} << 32);
-  raw.WriteDouble(0.0);
-  raw.WriteInt32(9);
-  raw.WriteDouble(-6.0);
-  raw.WriteInt32(INT32_MAX);
-  EXPECT_EQ(ComponentsOf(ReadNumber(raw.GetBuffer())),
+  EXPECT_EQ(ComponentsOf(ReadNumber(ko_test::Pack(0u, 2u, 0.0, 9, -6.0, INT32_MAX))),
             (Components{{0.0, 0}, {-0.75, INT32_MIN + 2}}));
 }
 
 TEST(KoFloatExact, ArrayRecordMarkerLayoutAndMarkerAsCount) {
   const KbArray<KoFloatExact> numbers{KoFloatExact(1.0), KoFloatExact(0.1) * KoFloatExact(0.1)};
-  KbStreamWriteBinaryMemory written, header;
+  KbStreamWriteBinaryMemory written;
   KoWriteFloatExactArray(written, numbers);
-  for (std::uint32_t v : {0xFFFFFFFFu, 1u, 2u, 56u}) header.WriteUInt32(v);
   const std::vector<std::uint8_t>& bytes = written.GetBuffer();
-  EXPECT_TRUE(std::equal(header.GetBuffer().begin(), header.GetBuffer().end(), bytes.begin()));
+  const auto header = ko_test::Pack(0xFFFFFFFFu, 1u, 2u, 56u);
+  EXPECT_TRUE(std::equal(header.begin(), header.end(), bytes.begin()));
 
   KbArray<KoFloatExact> read;
   KbStreamReadBinaryMemory current(bytes);

@@ -179,15 +179,6 @@ TEST(KoProcrustesTest, BadInputFailsOrThrowsAndLeavesTheObjectUsable) {
   EXPECT_TRUE(procrustes.Compute(0));
 }
 
-TEST(KoProcrustesTest, RegisteredWithFactoryUnderAnAbstractBase) {
-  const auto created = KbRTTI::Find(L"KoProcrustes")->Create();
-  ASSERT_NE(dynamic_cast<KoProcrustes*>(created.get()), nullptr);
-  EXPECT_STREQ(created->GetClassNameW(), L"KoProcrustes");
-  EXPECT_EQ(KoProcrustes::RTTI.GetParent(), &KoProcrustesBase::RTTI);
-  EXPECT_EQ(KoProcrustesBase::RTTI.GetParent(), &KoMpAlgorithm::RTTI);
-  EXPECT_FALSE(KbRTTI::Find(L"KoProcrustesBase")->HasFactory());
-}
-
 // Input and output records of a computed probe.
 std::pair<Bytes, Bytes> Records(SProbe& probe, const Points& a, const Points& b,
                                 std::uint32_t flags) {

@@ -20,6 +20,12 @@ struct SRecord {
 TEST(RegistryTableTest, EveryRecordHasItsStoredNameParentAndFactory) {
   const SRecord table[] = {
       {&KoFloatExact::RTTI, L"KoFloatExact", nullptr, false},
+      {&KoFtArrayConvolution<float>::RTTI, L"KoFtArrayConvolution(float)", &KoFtAlgorithm::RTTI,
+       true},
+      {&KoFtArrayConvolution<KbVector2f>::RTTI, L"KoFtArrayConvolution(KbVector2f)",
+       &KoFtAlgorithm::RTTI, true},
+      {&KoFtArrayConvolution<KbVector3f>::RTTI, L"KoFtArrayConvolution(KbVector3f)",
+       &KoFtAlgorithm::RTTI, true},
       {&KoFunctionConstant<float, float>::RTTI, L"KoFunctionConstant<float>", nullptr, true},
       {&KoFunctionConstant<double, double>::RTTI, L"KoFunctionConstant<double>", nullptr, true},
       {&KoFunctionInverse<float, float>::RTTI, L"KoFunctionInverse<float>", nullptr, true},
@@ -56,9 +62,13 @@ TEST(RegistryTableTest, EveryRecordHasItsStoredNameParentAndFactory) {
        L"KoInterpolationPolynomHermiteOverscale<float>", nullptr, false},
       {&KoInterpolationPolynomHermiteOverscale<double>::RTTI,
        L"KoInterpolationPolynomHermiteOverscale<double>", nullptr, false},
+      {&KoMpGeneralizedProcrustesAnalysis::RTTI, L"KoMpGeneralizedProcrustesAnalysis",
+       &KoMpAlgorithm::RTTI, false},
       {&KoMpMatrixToDeterminantExactSign::RTTI, L"KoMpMatrixToDeterminantExactSign",
        &KoMpAlgorithm::RTTI, true},
       {&KoPolynomFit<float>::RTTI, L"KoPolynomFit<float>", &KoAlgorithm::RTTI, false},
+      {&KoProcrustes::RTTI, L"KoProcrustes", &KoProcrustesBase::RTTI, true},
+      {&KoProcrustesBase::RTTI, L"KoProcrustesBase", &KoMpAlgorithm::RTTI, false},
   };
   for (const SRecord& entry : table) {
     SCOPED_TRACE(::testing::PrintToString(std::wstring(entry.name)));

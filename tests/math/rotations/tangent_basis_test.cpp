@@ -63,8 +63,9 @@ TEST(TangentBasisTest, RandomFramesInvertOrthonormalizeAndRotate) {
   }
 }
 
-// Truncations are swept in tests/records; one byte short keeps the basis too.
-TEST(TangentBasisRecordTest, BytesRoundTripAndTruncatedRecordKeepsTheBasis) {
+// Truncations and round trips are swept in tests/records; one byte short
+// also keeps the basis.
+TEST(TangentBasisRecordTest, BytesAndATruncatedRecordKeepsTheBasis) {
   const KoTangentBasis basis(KbVector3f(1, 2, 3), KbVector3f(4, 5, 6), KbVector3f(7, 8, 9.5f));
   const ko_test::Bytes bytes = ko_test::Write(basis);
   EXPECT_EQ(bytes, ko_test::Pack(0u, 1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f, 7.0f, 8.0f, 9.5f));
@@ -73,8 +74,6 @@ TEST(TangentBasisRecordTest, BytesRoundTripAndTruncatedRecordKeepsTheBasis) {
   EXPECT_THROW(ko_test::Read(kept, ko_test::Bytes(bytes.begin(), bytes.end() - 1)),
                KbExceptionEndOfStream);
   EXPECT_EQ(ko_test::Write(kept), before);
-  ko_test::Read(kept, bytes);
-  EXPECT_EQ(ko_test::Write(kept), bytes);
 }
 
 }  // namespace

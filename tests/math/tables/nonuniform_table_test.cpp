@@ -6,9 +6,12 @@
 #include <random>
 #include <vector>
 
+#include "math/functions/FunctionTestSupport.h"
 #include "math/tables/KoFunctionTableNonUniform.h"
 
 namespace {
+
+using ko_test::ExpectValues;
 
 template <class T>
 using NonUniform = KoFunctionTableNonUniform<T, T>;
@@ -24,14 +27,10 @@ TYPED_TEST(NonUniformTableTest, LinearExtrapolatesBothWaysNoneNeverReturnsTheLas
   table.AppendSorted(0, 0);
   table.AppendSorted(1, 10);
   table.AppendSorted(3, 30);
-  EXPECT_EQ(table(2), 20);
-  EXPECT_EQ(table(-1), -10);
-  EXPECT_EQ(table(5), 50);
+  ExpectValues<T>(table, {{2, 20}, {-1, -10}, {5, 50}});
   EXPECT_EQ(table.GetMinX(), 0);
   table.SetInterpolationType(table.eNone);
-  EXPECT_EQ(table(T(0.5)), 0);
-  EXPECT_EQ(table(3), 10);
-  EXPECT_EQ(table(100), 10);
+  ExpectValues<T>(table, {{0.5, 0}, {3, 10}, {100, 10}});
   table.AppendSorted(3, 31);  // an equal abscissa replaces the last sample
   table.SetInterpolationType(table.eLinear);
   EXPECT_EQ(table(5), T(52));  // slope (31 − 10) / 2

@@ -2,7 +2,6 @@
 
 #include "RecordTestSupport.h"
 #include "base/KbException.h"
-#include "math/functions/FunctionTestSupport.h"
 #include "math/tables/KoFunctionTableNonUniform.h"
 #include "math/tables/KoFunctionTableUniform.h"
 
@@ -70,19 +69,6 @@ TEST(TableRecordTest, ZeroElementSizeWithAHugeCountAndAForeignElementSizeThrow) 
   bytes[44] = 8;
   KoFunctionTableUniform<float, float> read;
   EXPECT_THROW(ko_test::Read(read, bytes), KbExceptionWrongFileVersion);
-}
-
-TEST(TableRegistryTest, EveryTableIsCreatedByNameAndRoundTripsThroughObjectRecords) {
-  const KoFunctionTableUniform<float, float> uniformF(3, 0, 2);
-  const KoFunctionTableUniform<double, double> uniformD(2, -1, 1);
-  const NonUniformF nonUniformF = TwoOfThree();
-  const KoFunctionTableNonUniform<double, double> nonUniformD(2);
-  KoFunctionTableNonUniform<float, KbVector3f> vectors;
-  vectors.AppendSorted(1, {1, 2, 3});
-  for (const ISerializable* table : std::initializer_list<const ISerializable*>{
-           &uniformF, &uniformD, &nonUniformF, &nonUniformD, &vectors}) {
-    ko_test::ExpectObjectRoundTrip(*table);
-  }
 }
 
 }  // namespace

@@ -4,9 +4,12 @@
 #include <limits>
 
 #include "RecordTestSupport.h"
+#include "math/functions/FunctionTestSupport.h"
 #include "math/tables/KoFunctionTableUniform.h"
 
 namespace {
+
+using ko_test::ExpectValues;
 
 template <class T>
 using Uniform = KoFunctionTableUniform<T, T>;
@@ -23,10 +26,7 @@ TYPED_TEST(UniformTableTest, LookupInBothModesAndAnUnknownOneInsideBelowAndBeyon
   Uniform<T> table(5, 0, 1);  // step 0.25
   const T s[] = {10, T(1) / 3, T(19) / 7, 40, 50};
   for (unsigned int i = 0; i < 5; ++i) table[i] = s[i];
-  EXPECT_EQ(table(T(0.124)), 10);
-  EXPECT_EQ(table(T(0.125)), s[1]);  // halves round upward
-  EXPECT_EQ(table(7), 50);
-  EXPECT_EQ(table(-1), 10);
+  ExpectValues<T>(table, {{0.124, 10}, {0.125, s[1]}, {7, 50}, {-1, 10}});  // halves round up
   table.SetInterpolationType(table.eLinear);
   const T f = T(0.3) / T(0.25) - 1;
   EXPECT_EQ(table(T(0.3)), (1 - f) * s[1] + f * s[2]);
