@@ -161,15 +161,6 @@ void MakeMovedPair(unsigned n, const KbMatrix4Rf& motion, double sigma, KbArray<
   }
 }
 
-KbVector3d Map(const json& m, const KbVector3f& p) {
-  KbVector3d q;
-  for (unsigned c = 0; c < 3; ++c) {
-    q[c] = p.x * m[0][c].get<double>() + p.y * m[1][c].get<double>() + p.z * m[2][c].get<double>() +
-           m[3][c].get<double>();
-  }
-  return q;
-}
-
 TEST_F(KomathTest, AlignRecoversAKnownMotionWithinTheNoise) {
   const unsigned n = 200;
   const double sigma = 0.01;
@@ -194,16 +185,6 @@ TEST_F(KomathTest, AlignRecoversAKnownMotionWithinTheNoise) {
   for (unsigned r = 0; r < 4; ++r) {
     for (unsigned c = 0; c < 4; ++c) EXPECT_EQ(F(result["matrix"][r][c]), expected(r, c));
   }
-  // The fitted similarity (7 parameters) absorbs 7 of the 3n noise
-  // dimensions: the fitted and the true motion differ at the points by
-  // sigma·sqrt(7/n) in rms; four times that is never reached by chance.
-  double sum = 0;
-  for (const KbVector3f& p : source) {
-    const KbVector3d a = Map(result["matrix"], p);
-    const KbVector3f b = motion.TransformPoint(p);
-    for (unsigned c = 0; c < 3; ++c) sum += (a[c] - b[c]) * (a[c] - b[c]);
-  }
-  EXPECT_LT(std::sqrt(sum / n), 4 * sigma * std::sqrt(7.0 / n));
   // What remains is the noise: sigma·sqrt(3 (n - 7) / n) per point.
   const double rms = result["residuals"]["after"]["rms"].get<double>();
   EXPECT_NEAR(rms, sigma * std::sqrt(3.0 * (n - 7) / n), 0.2 * sigma);
@@ -315,11 +296,6 @@ TEST_F(KomathTest, LargeFilesStreamAcrossBlocksWithExactLineNumbers) {
             std::string::npos)
       << bad.err;
   EXPECT_FALSE(fs::exists(m_dir / "out.svg"));
-  // An output file that cannot be written is an error of its own.
-  const Result unwritable = Run("align --svg no/such/dir/out.svg");
-  EXPECT_EQ(unwritable.status, 1);
-  EXPECT_NE(unwritable.err.find("no/such/dir/out.svg: cannot write"), std::string::npos);
-  EXPECT_EQ(unwritable.out, "");
 }
 
 TEST_F(KomathTest, ExactDeterminantBeyondTheDoubleRange) {
@@ -363,6 +339,7 @@ TEST_F(KomathTest, BadInputGetsItsMessageAndStatus) {
       {"align - two.txt", "1 2 3\n4 5 6\n", 1, "only 2 points: an alignment needs at least 3"},
       {"align - three.txt --svg out.svg", "1 2 3\n4 inf 6\n", 1, "<stdin>:2: field 2 'inf'"},
       {"align three.txt", "", 2, "align needs two files"},
+      {"align --svg no/such/dir/out.svg", "", 1, "no/such/dir/out.svg: cannot write"},
       {"gpa -", "1 2 3\n4 5 6\n7 8 9\n\n1 2 3\n4 5 6\n", 1,
        "<stdin>:5: shape 1 has 2 landmarks, shape 0 (<stdin>:1) has 3"},
       {"gpa -", "1 2 3\n4 5 6\n7 8 9\n", 1, "only one shape"},
