@@ -2,7 +2,6 @@
 // that stop at the end of the stream instead of running past it.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <limits>
 #include <vector>

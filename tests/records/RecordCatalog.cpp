@@ -77,6 +77,21 @@ SRecordCase UnitTest(std::string name, Prepare prepare) {
   return entry;
 }
 
+// The convolution smooths `values` in place: each run starts from a fresh
+// copy, kept (like the positions) where the algorithm's pointers reach it.
+template <class T>
+SRecordCase Convolution(const std::string& type, float h, KbArray<float> x, bool periodic,
+                        float period, KbArray<T> v) {
+  return UnitTest<KoFtArrayConvolution<T>>(
+      "KoFtArrayConvolution" + type + " unit test", [=](KoFtArrayConvolution<T>& convolution) {
+        static KbArray<float> positions;
+        static KbArray<T> values;
+        positions = x, values = v;
+        convolution.SetInput(h, positions, periodic, period, values);
+        convolution.Compute(0);
+      });
+}
+
 // The polynomial base has no concrete class of its own in the library.
 class CPolynomial : public KoFunctionPolynomialBase<float> {
  public:
@@ -201,32 +216,9 @@ std::vector<SRecordCase> MakeCases() {
             procrustes.SetInput(first, second);
             procrustes.Compute(0);
           }),
-      UnitTest<KoFtArrayConvolution<float>>("KoFtArrayConvolution(float) unit test",
-                                            [](KoFtArrayConvolution<float>& convolution) {
-                                              static const KbArray<float> positions{0, 1, 2.5f};
-                                              static KbArray<float> values;
-                                              values = KbArray<float>{1, -2, 4};
-                                              convolution.SetInput(0.75f, positions, true, 4,
-                                                                   values);
-                                              convolution.Compute(0);
-                                            }),
-      UnitTest<KoFtArrayConvolution<KbVector2f>>("KoFtArrayConvolution(KbVector2f) unit test",
-                                                 [](KoFtArrayConvolution<KbVector2f>& convolution) {
-                                                   static const KbArray<float> positions{0, 1};
-                                                   static KbArray<KbVector2f> values;
-                                                   values = KbArray<KbVector2f>{{1, 2}, {3, 4}};
-                                                   convolution.SetInput(0.5f, positions, false, 0,
-                                                                        values);
-                                                   convolution.Compute(0);
-                                                 }),
-      UnitTest<KoFtArrayConvolution<V3f>>("KoFtArrayConvolution(KbVector3f) unit test",
-                                          [](KoFtArrayConvolution<V3f>& convolution) {
-                                            static const KbArray<float> positions{0, 2};
-                                            static KbArray<V3f> values;
-                                            values = KbArray<V3f>{{1, 2, 3}, {0, 0, 1}};
-                                            convolution.SetInput(1.5f, positions, false, 0, values);
-                                            convolution.Compute(0);
-                                          }),
+      Convolution<float>("(float)", 0.75f, {0, 1, 2.5f}, true, 4, {1, -2, 4}),
+      Convolution<KbVector2f>("(KbVector2f)", 0.5f, {0, 1}, false, 0, {{1, 2}, {3, 4}}),
+      Convolution<V3f>("(KbVector3f)", 1.5f, {0, 2}, false, 0, {{1, 2, 3}, {0, 0, 1}}),
       UnitTest<KoPolynomFit<float>>(
           "KoPolynomFit<float> unit test",
           [](KoPolynomFit<float>& fit) {

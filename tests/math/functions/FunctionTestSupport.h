@@ -5,10 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstdint>
 #include <initializer_list>
 #include <limits>
-#include <vector>
 
 #include "RecordTestSupport.h"
 #include "math/functions/IFunction.h"

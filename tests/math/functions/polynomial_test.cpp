@@ -2,8 +2,6 @@
 // three variables, and its record.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
 #include <vector>
 
 #include "FunctionTestSupport.h"

@@ -3,7 +3,6 @@
 #include <cfloat>
 #include <limits>
 #include <optional>
-#include <vector>
 
 #include "math/registration/KoProcrustes.h"
 #include "math/registration/KoTransformation.h"
@@ -198,13 +197,10 @@ TEST(KoProcrustesRecordsTest, InputAndOutputBytes) {
                KbException);
   const auto [input, translationOnly] =
       Records(probe, a, b, Flags::eTranslationOnly | Flags::eNormalizeScale);
-  ko_test::RecordBytes expected;
-  expected.U32(1).U32(1).U32(3);
-  for (const Points* set : {&a, &b}) {
-    expected.U32(0xFFFFFFFFu).U32(1).U32(3).U32(12);
-    for (const KbVector3f& p : *set) expected.Put(p.x).Put(p.y).Put(p.z);
-  }
-  EXPECT_EQ(input, expected.bytes);
+  // Versions, the flags, then both sets as array records.
+  EXPECT_EQ(input,
+            ko_test::Pack(1u, 1u, 3u, ~0u, 1u, 3u, 12u, 0.f, 0.f, 0.f, 2.f, 0.f, 0.f, 0.f, 2.f, 0.f,
+                          ~0u, 1u, 3u, 12u, 1.f, 1.f, 1.f, 3.f, 1.f, 1.f, 1.f, 3.f, 1.f));
 
   // Translation only: no rotation floats; the scalings were never computed.
   // With rotation and scalings: the rotation behind its own version marker.

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <limits>
 #include <random>
-#include <vector>
 
 #include "base/KbException.h"
 #include "math/functions/FunctionTestSupport.h"
