@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-
 #include "base/KbException.h"
 #include "base/KoArray3D.h"
 
