@@ -253,7 +253,8 @@ void KoFunctionRampCircular<T>::Evaluate(std::span<const T> x, std::span<T> y) c
         value = holds ? candidate : value;
       }
       if constexpr (kChained) value = lastEnd > a ? value : invalid;
-      value = (curveMin > a) | (a > curveMax) ? invalid : value;
+      const bool outside = (curveMin > a) | (a > curveMax);
+      value = outside ? invalid : value;
       out[i] = a > end ? high : (start > a ? low : value);
     }
   };
