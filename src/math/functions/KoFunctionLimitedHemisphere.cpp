@@ -1,7 +1,6 @@
 #include "math/functions/KoFunctionLimitedHemisphere.h"
 
-#include <cmath>
-
+#include "KoFunctionFormulas.h"
 #include "math/functions/KoStreamValue.h"
 
 template <class In, class Out>
@@ -21,8 +20,7 @@ KoFunctionLimitedHemisphere<In, Out>::~KoFunctionLimitedHemisphere() = default;
 
 template <class In, class Out>
 In KoFunctionLimitedHemisphere<In, Out>::squaredHalfChord(In x) const {
-  const T d = x - m_centre.first;
-  return m_radius * m_radius - d * d;
+  return ko_formula::SquaredHalfChord(x, m_centre.first, m_radius);
 }
 
 template <class In, class Out>
@@ -35,7 +33,7 @@ Out KoFunctionLimitedHemisphere<In, Out>::operator()(In x) const {
   const T q = squaredHalfChord(x);
   if (0 > q) return this->GetInvalidY();
   const T sign = m_upper ? T(1) : T(-1);
-  return std::sqrt(q) * sign + m_centre.second;
+  return ko_formula::Arc(q, sign, m_centre.second);
 }
 
 // The root is taken for every element and thrown away where q < 0: a select
@@ -48,9 +46,8 @@ void KoFunctionLimitedHemisphere<In, Out>::Evaluate(std::span<const In> x, std::
           invalid = this->GetInvalidY();
   const T sign = m_upper ? T(1) : T(-1);
   for (std::size_t i = 0; i < x.size(); ++i) {
-    const T d = x[i] - cx;
-    const T q = radius * radius - d * d;
-    const T value = std::sqrt(q) * sign + cy;
+    const T q = ko_formula::SquaredHalfChord(x[i], cx, radius);
+    const T value = ko_formula::Arc(q, sign, cy);
     y[i] = 0 > q ? invalid : value;
   }
 }

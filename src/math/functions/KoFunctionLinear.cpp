@@ -1,5 +1,6 @@
 #include "math/functions/KoFunctionLinear.h"
 
+#include "KoFunctionFormulas.h"
 #include "math/functions/KoStreamValue.h"
 
 template <class T>
@@ -7,7 +8,7 @@ KoFunctionLinear<T>::~KoFunctionLinear() = default;
 
 template <class T>
 T KoFunctionLinear<T>::operator()(T x) const {
-  return x * m_gradient + m_yIntercept;
+  return ko_formula::Line(x, m_gradient, m_yIntercept);
 }
 
 // Members are read into locals once: y may share their type, and the loop
@@ -16,7 +17,7 @@ template <class T>
 void KoFunctionLinear<T>::Evaluate(std::span<const T> x, std::span<T> y) const {
   this->checkBatchSizes(x.size(), y.size());
   const T gradient = m_gradient, yIntercept = m_yIntercept;
-  for (std::size_t i = 0; i < x.size(); ++i) y[i] = x[i] * gradient + yIntercept;
+  for (std::size_t i = 0; i < x.size(); ++i) y[i] = ko_formula::Line(x[i], gradient, yIntercept);
 }
 
 template <class T>

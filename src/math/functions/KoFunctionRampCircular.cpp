@@ -1,15 +1,36 @@
 #include "math/functions/KoFunctionRampCircular.h"
 
 #include <algorithm>
-#include <cassert>
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <utility>
 #include <vector>
 
+#include "KoFunctionFormulas.h"
 #include "math/functions/KoFunctionConstant.h"
 #include "math/functions/KoFunctionLimitedHemisphere.h"
 #include "math/functions/KoFunctionLinear.h"
+
+namespace {
+
+// A half circle as its hemisphere holds it: centre, radius and the sign of
+// the root (+1 for the upper half).
+template <class T>
+struct SArc {
+  T cx, cy, radius, sign;
+};
+
+// The rise of a ramp, as its pieces hold it: the first arc on [x0, p1), the
+// line on [p1, p2), the second arc on [p2, x1); an empty range is no piece.
+template <class T>
+struct SRise {
+  T x0, p1, p2, x1;
+  SArc<T> arc1, arc2;
+  T gradient, intercept;
+};
+
+}  // namespace
 
 template <class T>
 struct KoFunctionRampCircular<T>::SParameters {
@@ -22,6 +43,9 @@ struct KoFunctionRampCircular<T>::SParameters {
   std::unique_ptr<KoFunctionLimitedPiecewise<T, T>> curve;
   // The functions the curve's pieces point to.
   std::vector<std::unique_ptr<IFunction<T, T>>> pieceFunctions;
+  // The rise once more, for the batch, when it has one: a finite end and the
+  // pieces in increasing order (x0 ≤ p1 ≤ p2 ≤ x1).
+  std::optional<SRise<T>> rise;
 };
 
 namespace {
@@ -95,7 +119,7 @@ std::pair<T, T> CornerRadii(T w1, T w2, T m) {
 // argument of asin stays below 1 and θ below π/2. The tangent touches the
 // circles at u = r1·sin θ and u = a − r2·sin θ.
 template <class T>
-void AddRise(PieceList<T>& pieces, T x0, T y0, T x1, T y1, T startRoundness, T endRoundness) {
+SRise<T> AddRise(PieceList<T>& pieces, T x0, T y0, T x1, T y1, T startRoundness, T endRoundness) {
   using Hemisphere = KoFunctionLimitedHemisphere<T, T>;
   const T a = x1 - x0;
   const T dy = y1 - y0;
@@ -137,9 +161,22 @@ void AddRise(PieceList<T>& pieces, T x0, T y0, T x1, T y1, T startRoundness, T e
   T p2 = std::max(xT2, p1);
   while (p2 < x1 && !arc2->IsInsideCircle(p2)) p2 = std::nextafter(p2, x1);
 
+  const auto arcOf = [](const Hemisphere& arc, bool upper) {
+    return SArc<T>{arc.GetCentre().first, arc.GetCentre().second, arc.GetRadius(),
+                   upper ? T(1) : T(-1)};
+  };
+  const SRise<T> rise{x0,
+                      p1,
+                      p2,
+                      x1,
+                      arcOf(*arc1, sigma < 0),
+                      arcOf(*arc2, sigma > 0),
+                      line->GetGradient(),
+                      line->GetYIntercept()};
   pieces.Add(std::move(arc1), x0, p1);
   pieces.Add(std::move(line), p1, p2);
   pieces.Add(std::move(arc2), p2, x1);
+  return rise;
 }
 
 }  // namespace
@@ -151,7 +188,7 @@ template <class T>
 KoFunctionRampCircular<T>::KoFunctionRampCircular(T low, T high, T length, T start,
                                                   T startRoundness, T endRoundness)
     : m_parameters(
-          new SParameters{low, high, length, start, startRoundness, endRoundness, {}, {}}) {
+          new SParameters{low, high, length, start, startRoundness, endRoundness, {}, {}, {}}) {
   SParameters& p = *m_parameters;
   const T x1 = p.start + p.length;
   PieceList<T> pieces;
@@ -159,7 +196,11 @@ KoFunctionRampCircular<T>::KoFunctionRampCircular(T low, T high, T length, T sta
     if (p.high == p.low) {
       pieces.Add(std::make_unique<KoFunctionConstant<T, T>>(p.low), p.start, x1);
     } else {
-      AddRise(pieces, p.start, p.low, x1, p.high, p.startRoundness, p.endRoundness);
+      const SRise<T> rise =
+          AddRise(pieces, p.start, p.low, x1, p.high, p.startRoundness, p.endRoundness);
+      if (std::isfinite(x1) && rise.x0 <= rise.p1 && rise.p1 <= rise.p2 && rise.p2 <= rise.x1) {
+        p.rise = rise;
+      }
     }
   }
   // From x1 on the high level answers, so x = start + length gives exactly high.
@@ -198,84 +239,46 @@ T KoFunctionRampCircular<T>::operator()(T x) const {
   return (*p.curve)(x);
 }
 
-// The ramp's pieces are at most four analytic functions (arcs, a line,
-// constants), cheaper to evaluate over a whole block each than to sort the
-// arguments by piece. So every piece evaluates the block through its own
-// batch, and one pass then picks each argument's value in operator()'s
-// order: the levels outside the rise, the curve's invalid value outside its
-// domain, else the first piece that holds the argument. The pieces are pure,
-// so the values thrown away change nothing, and the pass is all selects
-// over four slots, which vectorises; a slot without a piece holds nothing.
-// Only when y is x itself are the block's arguments copied.
+// One pass over the rise's formulas, in operator()'s order: the levels
+// outside the rise, the curve's invalid value outside its domain or where
+// no piece holds x (NaN), else the piece that holds x. The pieces lie in
+// increasing order, so that is the last one starting at or before x; the
+// arcs' parameters are chosen before their one square root. Every value is
+// computed and selected, which vectorises; the values are those of the
+// pieces' own formulas. A ramp without a rise, or with a non-finite end,
+// evaluates element by element.
 template <class T>
 void KoFunctionRampCircular<T>::Evaluate(std::span<const T> x, std::span<T> y) const {
   this->checkBatchSizes(x.size(), y.size());
   const SParameters& p = *m_parameters;
-  const KoFunctionLimitedPiecewise<T, T>& curve = *p.curve;
-  const T start = p.start, end = p.start + p.length, low = p.low, high = p.high;
-  const T curveMin = curve.GetMinX(), curveMax = curve.GetMaxX(), invalid = curve.GetInvalidY();
-  constexpr unsigned int kSlots = 4;
-  const auto& pieces = curve.GetPieces();
-  // At most two arcs, a line and the high level; none when the end is NaN.
-  const unsigned int pieceCount = pieces.GetSize();
-  assert(pieceCount <= kSlots);
-  T from[kSlots], to[kSlots];
-  // Pieces laid end to end in increasing order, as the constructor makes
-  // them unless rounding disorders the arcs' ends: then the piece that holds
-  // an argument below the last end is the last one starting at or before
-  // it, one comparison a slot. An empty slot's range [+inf, -inf) holds
-  // nothing and, chained, starts after every argument the last end admits.
-  bool chained = true;
-  for (unsigned int k = 0; k < kSlots; ++k) {
-    const bool used = k < pieceCount;
-    from[k] = used ? pieces[k].from : std::numeric_limits<T>::infinity();
-    to[k] = used ? pieces[k].to : -std::numeric_limits<T>::infinity();
-    if (used) chained = chained && from[k] <= to[k] && (k == 0 || to[k - 1] == from[k]);
+  if (!p.rise) {
+    for (std::size_t i = 0; i < x.size(); ++i) y[i] = KoFunctionRampCircular::operator()(x[i]);
+    return;
   }
-  const T lastEnd = pieceCount > 0 ? to[pieceCount - 1] : -std::numeric_limits<T>::infinity();
-  constexpr std::size_t kBlock = 256;
-  T copy[kBlock], values[kSlots][kBlock], highs[kBlock];
-  // With a finite end the last piece is the constant high level on
-  // [end, inf) that the constructor appends: its values are known without
-  // asking it. (An infinite or NaN end leaves that piece out.)
-  std::fill_n(highs, kBlock, high);
-  const unsigned int asked = end < std::numeric_limits<T>::infinity() ? pieceCount - 1 : pieceCount;
-  const auto pick = [&]<bool kChained>(const T* arguments, const T* const* slot, T* out,
-                                       std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) {
-      const T a = arguments[i];
-      T value = invalid;
-      for (unsigned int k = 0; k < kSlots; ++k) {
-        // Unchained, last to first: the first piece that holds a writes last.
-        const unsigned int j = kChained ? k : kSlots - 1 - k;
-        const T candidate = slot[j][i];
-        const bool holds = kChained ? a >= from[j] : (a >= from[j]) & (to[j] > a);
-        value = holds ? candidate : value;
-      }
-      if constexpr (kChained) value = lastEnd > a ? value : invalid;
-      const bool outside = (curveMin > a) | (a > curveMax);
-      value = outside ? invalid : value;
-      out[i] = a > end ? high : (start > a ? low : value);
-    }
-  };
-  const bool inPlace = x.data() == y.data();
-  for (std::size_t first = 0; first < x.size(); first += kBlock) {
-    const std::size_t count = std::min(kBlock, x.size() - first);
-    const T* arguments = x.data() + first;
-    if (inPlace) arguments = std::copy_n(arguments, count, copy) - count;
-    const T* slot[kSlots];
-    for (unsigned int k = 0; k < kSlots; ++k) {
-      slot[k] = highs;
-      if (k >= asked) continue;
-      pieces[k].function->Evaluate({arguments, count}, {values[k], count});
-      slot[k] = values[k];
-    }
-    T* out = y.data() + first;
-    if (chained) {
-      pick.template operator()<true>(arguments, slot, out, count);
-    } else {
-      pick.template operator()<false>(arguments, slot, out, count);
-    }
+  // Every field in a local of its own: the results cannot alias them, and
+  // the selects below stay selects of registers.
+  const SRise<T> r = *p.rise;
+  const T x0 = r.x0, p1 = r.p1, p2 = r.p2, x1 = r.x1, gradient = r.gradient,
+          intercept = r.intercept;
+  const SArc<T> arc1 = r.arc1, arc2 = r.arc2;
+  const T start = p.start, end = p.start + p.length, low = p.low, high = p.high;
+  const KoFunctionLimitedPiecewise<T, T>& curve = *p.curve;
+  const T curveMin = curve.GetMinX(), curveMax = curve.GetMaxX(), invalid = curve.GetInvalidY();
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    const T a = x[i];
+    const bool second = a >= p2;
+    const T cx = second ? arc2.cx : arc1.cx, cy = second ? arc2.cy : arc1.cy;
+    const T radius = second ? arc2.radius : arc1.radius, sign = second ? arc2.sign : arc1.sign;
+    const T q = ko_formula::SquaredHalfChord(a, cx, radius);
+    // Outside its circle a hemisphere answers its invalid value, 0.
+    const T arcValue = 0 > q ? T(0) : ko_formula::Arc(q, sign, cy);
+    T value = a >= x0 ? arcValue : invalid;
+    const bool onLine = (a >= p1) & !second;
+    value = onLine ? ko_formula::Line(a, gradient, intercept) : value;
+    value = a >= x1 ? high : value;  // the high level's piece [x1, inf)
+    const bool outside = (curveMin > a) | (a > curveMax);
+    value = outside ? invalid : value;
+    y[i] = a > end ? high : (start > a ? low : value);
   }
 }
 

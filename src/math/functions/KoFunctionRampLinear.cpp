@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "KoFunctionFormulas.h"
 #include "math/functions/KoStreamValue.h"
 
 template <class T>
@@ -28,9 +29,9 @@ KoFunctionRampLinear<T>::~KoFunctionRampLinear() = default;
 
 template <class T>
 T KoFunctionRampLinear<T>::operator()(T x) const {
-  // The line's own formula, spelled out so that it is not a second call
-  // across the library's exported symbols.
-  const T y = x * m_line.GetGradient() + m_line.GetYIntercept();
+  // The line's own formula, inline rather than a second call across the
+  // library's exported symbols.
+  const T y = ko_formula::Line(x, m_line.GetGradient(), m_line.GetYIntercept());
   if (y > this->GetMax()) return this->GetMax();
   if (this->GetMin() > y) return this->GetMin();
   return y;
@@ -42,7 +43,7 @@ void KoFunctionRampLinear<T>::Evaluate(std::span<const T> x, std::span<T> y) con
   const T gradient = m_line.GetGradient(), yIntercept = m_line.GetYIntercept();
   const T low = this->GetMin(), high = this->GetMax();
   for (std::size_t i = 0; i < x.size(); ++i) {
-    const T v = x[i] * gradient + yIntercept;
+    const T v = ko_formula::Line(x[i], gradient, yIntercept);
     y[i] = v > high ? high : (low > v ? low : v);
   }
 }
