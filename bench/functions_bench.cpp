@@ -150,13 +150,13 @@ const auto c_hermiteFormula = [p0 = Opaque(0.5f), m0 = Opaque(1), p1 = Opaque(2)
 // The spline ramp's polynomial has a start value and an end tangent of 0,
 // so its sum has the P1 and M0 terms only.
 const auto c_rampSplineFormula = [start = Opaque(0), length = Opaque(1), low = Opaque(0),
-                                  high = Opaque(1), tangent = Opaque(0.5f)](float x) {
+                                  high = Opaque(1), p1 = Opaque(1), m0 = Opaque(0.5f)](float x) {
   if (x > length + start) return high;
   if (start > x) return low;
   const float t = (x - start) / length;
   float h = 0;
-  h = h + (t * t) * 1.f * (3 - (t + t));
-  h = h + ((t - 2) * t + 1) * (t * tangent);
+  h = h + (t * t) * p1 * (3 - (t + t));
+  h = h + ((t - 2) * t + 1) * (t * m0);
   return (high - low) * h - low;
 };
 

@@ -52,6 +52,9 @@ class KOMATH_API KoInterpolationPolynomHermite : public IFunction<T, T>, public 
   T GetStartTangent() const { return m_coefficients[eM0]; }
   T GetEndValue() const { return m_coefficients[eP1]; }
   T GetEndTangent() const { return m_coefficients[eM1]; }
+  // The term flags as bits: bit k is set when the term of coefficient k
+  // (in the order P0, M0, P1, M1) is added.
+  unsigned int GetTermMask() const;
 
   void Serialize(KbStreamWriteBinary& stream) const override;
   void Serialize(KbStreamReadBinary& stream) override;

@@ -1,6 +1,6 @@
 #include "math/functions/KoFunctionRampSpline.h"
 
-#include <algorithm>
+#include "KoFunctionFormulas.h"
 
 template <class T>
 KoFunctionRampSpline<T>::KoFunctionRampSpline()
@@ -44,28 +44,26 @@ T KoFunctionRampSpline<T>::operator()(T x) const {
   return (this->GetMax() - this->GetMin()) * h - this->GetMin();
 }
 
-// In blocks: the curve parameters t of a block go to the polynomial's own
-// batch (a qualified call, as in operator()), then the levels are selected.
-// t is computed for the clamped arguments too and thrown away; the block
-// buffer keeps x intact when y is x itself.
+// One pass: the curve parameter, the polynomial's own sum (one loop per set
+// of its term flags, as its batch has) and the levels, selected in
+// operator()'s order. t is computed for the clamped arguments too and thrown
+// away; each x is read before its y is written, so y may be x.
 template <class T>
 void KoFunctionRampSpline<T>::Evaluate(std::span<const T> x, std::span<T> y) const {
   this->checkBatchSizes(x.size(), y.size());
   const T start = this->GetStart(), length = this->GetLength(), end = length + start;
   const T low = this->GetMin(), high = this->GetMax(), range = high - low;
-  constexpr std::size_t kBlock = 256;
-  T t[kBlock];
-  for (std::size_t first = 0; first < x.size(); first += kBlock) {
-    const std::size_t count = std::min(kBlock, x.size() - first);
-    const T* v = x.data() + first;
-    for (std::size_t i = 0; i < count; ++i) t[i] = (v[i] - start) / length;
-    m_polynom->KoInterpolationPolynomHermite<T>::Evaluate({t, count}, {t, count});
-    T* out = y.data() + first;
-    for (std::size_t i = 0; i < count; ++i) {
-      const T value = range * t[i] - low;
-      out[i] = v[i] > end ? high : (start > v[i] ? low : value);
+  const KoInterpolationPolynomHermite<T>& polynom = *m_polynom;
+  const T c[4] = {polynom.GetStartValue(), polynom.GetStartTangent(), polynom.GetEndValue(),
+                  polynom.GetEndTangent()};
+  ko_formula::WithFixedHermiteTerms(polynom.GetTermMask(), [&](auto used) {
+    for (std::size_t i = 0; i < x.size(); ++i) {
+      const T v = x[i];
+      const T h = ko_formula::HermiteTerms((v - start) / length, c, used);
+      const T value = range * h - low;
+      y[i] = v > end ? high : (start > v ? low : value);
     }
-  }
+  });
 }
 
 template <class T>

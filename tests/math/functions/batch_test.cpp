@@ -131,6 +131,7 @@ TYPED_TEST(BatchEvaluation, HermiteEveryTermSet) {
     const KoInterpolationPolynomHermiteOverscale<T> overscaled(c(0, 0.5), c(1, 1), c(2, 2),
                                                                c(3, -1), T(1.5));
     SCOPED_TRACE(mask);
+    EXPECT_EQ(plain.GetTermMask(), mask);
     ExpectBatchEqualsCalls<T, T>(plain, x, "hermite");
     ExpectBatchEqualsCalls<T, T>(overscaled, x, "overscaled hermite");
   }
