@@ -4,8 +4,14 @@
 // std::uint8_t for one byte), and records through memory streams.
 #pragma once
 
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cctype>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
+#include <string>
 #include <vector>
 
 #include "base/KbStreamBinaryMemory.h"
@@ -56,5 +62,34 @@ void Read(Serializable& object, const Bytes& bytes) {
   KbStreamReadBinaryMemory in(bytes);
   object.Serialize(in);
 }
+
+// Records on disk: an empty directory of the running test's own, removed
+// with this object. CTest runs tests as parallel processes, and gtest's
+// random seed is the start time in milliseconds, so two processes can share
+// a seed; the test's name and the process id cannot collide.
+class ScratchDirectory {
+ public:
+  ScratchDirectory() {
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    std::string name = std::string("komath_") + info->test_suite_name() + "_" + info->name();
+    for (char& c : name)
+      if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';  // typed suites carry a '/'
+    m_path = std::filesystem::temp_directory_path() / (name + "_" + std::to_string(::getpid()));
+    std::filesystem::remove_all(m_path);
+    std::filesystem::create_directories(m_path);
+  }
+  ~ScratchDirectory() {
+    std::error_code ignored;  // a destructor must not throw; a leftover is harmless
+    std::filesystem::remove_all(m_path, ignored);
+  }
+  ScratchDirectory(const ScratchDirectory&) = delete;
+  ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+
+  const std::filesystem::path& Path() const { return m_path; }
+  std::filesystem::path operator/(const std::string& file) const { return m_path / file; }
+
+ private:
+  std::filesystem::path m_path;
+};
 
 }  // namespace ko_test

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "RecordTestSupport.h"
 #include "base/KbArray.h"
 #include "base/KbException.h"
 #include "base/KbStreamBinaryFile.h"
@@ -88,31 +89,23 @@ TEST(AlgorithmTest, LifeCycleGuardsResults) {
 
 class AlgorithmUnitTestFiles : public ::testing::Test {
  protected:
-  void SetUp() override {
-    m_directory =
-        std::filesystem::temp_directory_path() /
-        ("komath_kut_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()));
-    std::filesystem::remove_all(m_directory);
-    std::filesystem::create_directories(m_directory);
-  }
-  void TearDown() override { std::filesystem::remove_all(m_directory); }
-  std::filesystem::path m_directory;
+  ko_test::ScratchDirectory m_scratch;
 };
 
 TEST_F(AlgorithmUnitTestFiles, WrittenFilesReplayRecreateAndReportCorruption) {
   KoMpTestSum writer;
-  writer.SetUnitTestDirectory(m_directory);
+  writer.SetUnitTestDirectory(m_scratch.Path());
   const KbArray<double> first{1.0, 2.0};
   const KbArray<double> second{0.25};
   writer.SetInput(&first);
   ASSERT_TRUE(writer.CreateUnitTest(7));
   writer.SetInput(&second);
   ASSERT_TRUE(writer.CreateUnitTest(2));
-  std::ofstream(m_directory / "KoMpTestSum_12.kut") << "not four digits";
-  std::ofstream(m_directory / "Other_0001.kut") << "another class";
+  std::ofstream(m_scratch / "KoMpTestSum_12.kut") << "not four digits";
+  std::ofstream(m_scratch / "Other_0001.kut") << "another class";
 
   KoMpTestSum replay;
-  replay.SetUnitTestDirectory(m_directory);
+  replay.SetUnitTestDirectory(m_scratch.Path());
   replay.initSubtests();
   ASSERT_EQ(replay.getSubtestCount(), 2u);
   EXPECT_EQ(replay.getSubtestName(0), L"KoMpTestSum_0002.kut");
@@ -124,7 +117,7 @@ TEST_F(AlgorithmUnitTestFiles, WrittenFilesReplayRecreateAndReportCorruption) {
 
   // Falsify the stored sum of file 7 (its last eight bytes): the replay
   // fails, and Recreate restores a record that passes again.
-  const auto path = m_directory / "KoMpTestSum_0007.kut";
+  const auto path = m_scratch / "KoMpTestSum_0007.kut";
   const auto size = std::filesystem::file_size(path);
   {
     std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
@@ -146,13 +139,13 @@ TEST_F(AlgorithmUnitTestFiles, WrittenFilesReplayRecreateAndReportCorruption) {
 
 TEST_F(AlgorithmUnitTestFiles, FilesNumberedFromTenThousandAreListedInNumericOrder) {
   KoMpTestSum writer;
-  writer.SetUnitTestDirectory(m_directory);
+  writer.SetUnitTestDirectory(m_scratch.Path());
   const KbArray<double> input{4.0};
   writer.SetInput(&input);
   for (unsigned int number : {12345u, 9999u, 10000u, 4294967295u}) {
     ASSERT_TRUE(writer.CreateUnitTest(number));
   }
-  std::ofstream(m_directory / "KoMpTestSum_42949672950.kut") << "eleven digits";
+  std::ofstream(m_scratch / "KoMpTestSum_42949672950.kut") << "eleven digits";
 
   writer.initSubtests();
   ASSERT_EQ(writer.getSubtestCount(), 4u);

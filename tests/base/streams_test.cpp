@@ -6,6 +6,7 @@
 #include <limits>
 #include <vector>
 
+#include "RecordTestSupport.h"
 #include "base/KbException.h"
 #include "base/KbStreamBinaryFile.h"
 #include "base/KbStreamBinaryMemory.h"
@@ -72,7 +73,8 @@ TEST(StreamsTest, TruncatedAndCorruptReadsThrowWithoutConsuming) {
 }
 
 TEST(StreamsTest, FileStreamsRoundTripAndReportMissingFiles) {
-  const auto path = std::filesystem::temp_directory_path() / "komath_streams_test.bin";
+  const ko_test::ScratchDirectory scratch;
+  const auto path = scratch / "record.bin";
   {
     KbStreamWriteBinaryFile out(path.string());
     out.WriteVersion(1);
@@ -84,7 +86,6 @@ TEST(StreamsTest, FileStreamsRoundTripAndReportMissingFiles) {
   in.ReadAndCompareVersion(1);
   EXPECT_EQ(in.ReadDouble(), 1e300);
   EXPECT_THROW(in.ReadFloat(), KbExceptionEndOfStream);
-  std::filesystem::remove(path);
 
   EXPECT_THROW(KbStreamReadBinaryFile("/nonexistent/komath.bin"), KbException);
 }

@@ -202,8 +202,8 @@ void ReplayAndRecreate() {
   convolution.SetUnitTestDirectory(KOMATH_TEST_DATA_DIR "/math/numerics/unittests");
   convolution.initSubtests();
   ASSERT_EQ(convolution.getSubtestCount(), 3u);
-  const auto copies = std::filesystem::temp_directory_path() / "komath_convolution";
-  std::filesystem::create_directories(copies);
+  const ko_test::ScratchDirectory scratch;
+  const auto& copies = scratch.Path();
   for (unsigned int i = 0; i < 3; ++i) {
     EXPECT_EQ(convolution.runUnitTest(i), KoUnitTest::ePassed) << i;
     std::filesystem::copy_file(convolution.GetUnitTestPath(i),
