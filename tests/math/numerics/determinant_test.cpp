@@ -215,7 +215,8 @@ TEST(KoMpMatrixToDeterminantExactSign, FilterMultiplierRadiusCoversUnderflowAndT
 }
 
 // One subnormal in every row must stay on the fast paths (it once reached
-// the exact elimination: seconds at order 8).
+// the exact elimination: seconds at order 8). A case takes about 1.5 ms
+// here; the bound leaves room for sanitizers and a loaded machine.
 TEST(KoMpMatrixToDeterminantExactSign, SubnormalInEveryRowFastAndExactUpToOrder12) {
   std::mt19937_64 rng(1075);
   for (unsigned int n = 2; n <= 12; ++n) {
@@ -236,7 +237,7 @@ TEST(KoMpMatrixToDeterminantExactSign, SubnormalInEveryRowFastAndExactUpToOrder1
       }
       const auto start = std::chrono::steady_clock::now();
       ExpectExactSign(values, exact, n);
-      EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50));
+      EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(250));
     }
   }
 }
