@@ -64,9 +64,8 @@ void Read(Serializable& object, const Bytes& bytes) {
 }
 
 // Records on disk: an empty directory of the running test's own, removed
-// with this object. CTest runs tests as parallel processes, and gtest's
-// random seed is the start time in milliseconds, so two processes can share
-// a seed; the test's name and the process id cannot collide.
+// with this object. Named after the test and the process, as CTest runs
+// tests in parallel processes (gtest's seed, a time, can repeat).
 class ScratchDirectory {
  public:
   ScratchDirectory() {

@@ -13,6 +13,7 @@
 #include <sstream>
 #include <string>
 
+#include "RecordTestSupport.h"
 #include "math/foundations/KbOrthogonalMatrices.h"
 #include "math/foundations/KoMatrixConstants.h"
 #include "math/numerics/KoFtArrayConvolution.h"
@@ -35,14 +36,6 @@ struct Result {
 
 class KomathTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    m_dir = fs::path(::testing::TempDir()) / ("komath_" + std::string(info->name()));
-    fs::remove_all(m_dir);
-    fs::create_directories(m_dir);
-  }
-  void TearDown() override { fs::remove_all(m_dir); }
-
   std::string Write(const std::string& name, const std::string& content) {
     std::ofstream(m_dir / name, std::ios::binary) << content;
     return (m_dir / name).string();
@@ -80,7 +73,8 @@ class KomathTest : public ::testing::Test {
     return Write(name, text.str());
   }
 
-  fs::path m_dir;
+  ko_test::ScratchDirectory m_scratch;
+  const fs::path& m_dir = m_scratch.Path();
 };
 
 TEST_F(KomathTest, HelpAndVersionListEverySubcommand) {

@@ -2,9 +2,7 @@
 // that stop at the end of the stream instead of running past it.
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <limits>
-#include <vector>
 
 #include "RecordTestSupport.h"
 #include "base/KbException.h"
@@ -13,7 +11,7 @@
 
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+using ko_test::Bytes;
 
 TEST(StreamsTest, ElementsAreWrittenLittleEndianWithFixedWidths) {
   KbStreamWriteBinaryMemory out;

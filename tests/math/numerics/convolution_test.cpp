@@ -207,8 +207,7 @@ void ReplayAndRecreate() {
   for (unsigned int i = 0; i < 3; ++i) {
     EXPECT_EQ(convolution.runUnitTest(i), KoUnitTest::ePassed) << i;
     std::filesystem::copy_file(convolution.GetUnitTestPath(i),
-                               copies / convolution.getSubtestName(i),
-                               std::filesystem::copy_options::overwrite_existing);
+                               copies / convolution.getSubtestName(i));
   }
   convolution.SetUnitTestDirectory(copies);
   convolution.initSubtests();
