@@ -18,6 +18,9 @@ build_dir=${BUILD_DIR:-$root/build}
 jobs=${JOBS:-$(nproc)}
 packages=(g++ cmake ninja-build pkg-config googletest libgtest-dev libbenchmark-dev libeigen3-dev
   libgmp-dev libcli11-dev nlohmann-json3-dev)
+# What the tests need beyond the build: numpy and scipy as independent
+# references, pybind11 and pytest for the Python package, an SVG renderer.
+test_packages=(python3-dev python3-numpy python3-scipy python3-pytest pybind11-dev librsvg2-bin)
 
 install_dependencies() {
   local missing=()
@@ -50,7 +53,7 @@ case "${1:-align}" in
     install_dependencies
     ;;
   test)
-    install_dependencies
+    install_dependencies "${test_packages[@]}"
     configure -DKOMATH_BUILD_TESTS=ON
     cmake --build "$build_dir" -j "$jobs"
     # shellcheck disable=SC2086

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "Commands.h"
 #include "Errors.h"
 
 namespace komath {
@@ -111,6 +112,15 @@ void WriteOutputFile(const std::string& path, const std::string& content) {
     std::remove(pattern.c_str());
     throw InputError(path, 0, std::string("cannot write: ") + std::strerror(error));
   }
+}
+
+void AddJsonFlag(CLI::App& command, bool& json) {
+  command.add_flag("--json", json, "print the result as a JSON document");
+}
+
+void Emit(const std::string& text, const nlohmann::json& json, bool asJson) {
+  const std::string out = asJson ? json.dump(2) + "\n" : text;
+  std::fwrite(out.data(), 1, out.size(), stdout);
 }
 
 }  // namespace komath

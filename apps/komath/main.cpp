@@ -13,19 +13,6 @@
 #error "KOMATH_VERSION is set by the build"
 #endif
 
-namespace komath {
-
-void AddJsonFlag(CLI::App& command, bool& json) {
-  command.add_flag("--json", json, "print the result as a JSON document");
-}
-
-void Emit(const std::string& text, const nlohmann::json& json, bool asJson) {
-  const std::string out = asJson ? json.dump(2) + "\n" : text;
-  std::fwrite(out.data(), 1, out.size(), stdout);
-}
-
-}  // namespace komath
-
 int main(int argc, char** argv) {
   CLI::App app(
       "komath: registration, exact determinants, fitting, smoothing and random numbers "
@@ -63,6 +50,9 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "komath: %s\nRun with --help for more information.\n", e.what());
     return 2;
   } catch (const komath::InputError& e) {
+    std::fprintf(stderr, "komath: %s\n", e.what());
+    return 1;
+  } catch (const komath::ComputationError& e) {
     std::fprintf(stderr, "komath: %s\n", e.what());
     return 1;
   } catch (const std::bad_alloc&) {

@@ -1,0 +1,46 @@
+// Polynomial fitting and tent-kernel smoothing in double precision around
+// the float library (shared by the komath tool and the Python package).
+//
+// The fit conditions its data as a Chebyshev-style domain map does: x is
+// mapped to u = (x - shift) / scale in [-1, 1] and y is centred and scaled
+// before the float fit; the coefficients come back in double, both in u and
+// expanded in x. The chi-square is computed in double from the original data
+// and the coefficients in x that are returned, so it describes them.
+//
+// Failures: bad input (too few points, non-positive sigma, non-finite
+// values, all x equal) throws InputError; a failed or non-finite
+// computation throws ComputationError naming the step.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace komath {
+
+struct FitResult {
+  std::vector<double> coefficients;        // in x, constant first
+  std::vector<double> scaledCoefficients;  // in u = (x - shift) / scale, constant first
+  double shift = 0;
+  double scale = 1;
+  double chiSquare = 0;  // of `coefficients` on the original data
+  // True when the power-basis form in x loses most of its digits (the fit in
+  // u is then the one to use).
+  bool illConditioned = false;
+};
+
+// Weighted least-squares polynomial of `degree` through (x[i], y[i]); sigma
+// is empty (every sigma 1) or holds one positive sigma per point.
+FitResult Fit(std::span<const double> x, std::span<const double> y, std::span<const double> sigma,
+              unsigned degree);
+
+// Exact tent-kernel smoothing of irregular samples: n positions `x` and
+// n * components values `y` (components 1 to 3, sample after sample) are
+// smoothed with half-width `halfWidth`; with a period the samples lie on a
+// circle of that length. Writes n * components values to `out`, which may
+// not overlap `y`.
+void Smooth(std::span<const double> x, std::span<const double> y, std::size_t components,
+            double halfWidth, std::optional<double> period, std::span<double> out);
+
+}  // namespace komath
