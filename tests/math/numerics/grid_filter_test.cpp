@@ -101,7 +101,7 @@ TEST(KoGridFilter, FullKernelsEqualTheDirectCorrelationForEveryBorder) {
 TEST(KoGridFilter, SeparableEqualsTheOuterProductKernelAndAliasingIsSafe) {
   std::mt19937 rng(2);
   for (auto [w, h, d, r] : std::vector<std::array<unsigned int, 4>>{
-           {41, 9, 4, 0}, {41, 9, 4, 1}, {41, 9, 4, 3}, {13, 5, 3, 2}}) {
+           {41, 9, 4, 0}, {41, 9, 4, 1}, {41, 9, 4, 3}, {13, 5, 3, 2}, {37, 2, 2, 1}}) {
     KbArray<float> row;
     KoConvolutionKernelFactory::CreateGaussFilter(r, row);
     const unsigned int n = 2 * r + 1, cells = w * h * d;
@@ -208,8 +208,11 @@ TEST(KoGridFilter, BadArgumentsThrowNamingThemAndWriteNothing) {
                     "border");
   EXPECT_EQ(out(0, 0), 5.0f);
   KoArray3D<float> empty(0, 3, 2);  // no cells: nothing to wrap around
+  KoArray2D<float> empty2(0, 3);
   Filter::Apply(empty, KoArray3D<float>(3, 3, 3), empty, Filter::eWrap);
   Filter::ApplySeparable(empty, KbArray<float>{1, 2, 1}, empty, Filter::eWrap);
+  Filter::Apply(empty2, KoArray2D<float>(3, 3), empty2, Filter::eWrap);
+  Filter::ApplySeparable(empty2, KbArray<float>{1, 2, 1}, empty2, Filter::eWrap);
 }
 
 }  // namespace
