@@ -67,17 +67,16 @@ std::vector<float> Cells(const float* data, std::size_t n) {
   return std::vector<float>(data, data + n);
 }
 
-// Widths exercise the 32- and 8-wide blocks and the scalar tail, in the
-// middle columns read in place and in the padded ones at either end;
-// kernels larger than the grid visit cells several times.
+// Widths exercise the 64-, 32- and 8-wide blocks, the overlapping last
+// block and the scalar tail, in the middle columns read in place and in the
+// padded ones at either end; kernels larger than the grid visit cells
+// several times.
 TEST(KoGridFilter, FullKernelsEqualTheDirectCorrelationForEveryBorder) {
   std::mt19937 rng(1);
-  for (auto [w, h, d, kw, kh, kd] : std::vector<std::array<unsigned int, 6>>{{45, 6, 1, 5, 5, 1},
-                                                                             {3, 2, 1, 9, 3, 1},
-                                                                             {70, 1, 1, 1, 7, 1},
-                                                                             {37, 4, 3, 3, 5, 7},
-                                                                             {83, 3, 1, 17, 3, 1},
-                                                                             {20, 3, 2, 3, 3, 1}}) {
+  const std::vector<std::array<unsigned int, 6>> sizes{{45, 6, 1, 5, 5, 1},  {3, 2, 1, 9, 3, 1},
+                                                       {70, 1, 1, 1, 7, 1},  {37, 4, 3, 3, 5, 7},
+                                                       {83, 3, 1, 17, 3, 1}, {20, 3, 2, 3, 3, 1}};
+  for (auto [w, h, d, kw, kh, kd] : sizes) {
     KoArray3D<float> in(w, h, d), kernel(kw, kh, kd), out(w, h, d);
     KoArray2D<float> in2(w, h), kernel2(kw, kh), out2(w, h);
     Randomize(in, w * h * d, rng), Randomize(kernel, kw * kh * kd, rng);
