@@ -11,10 +11,12 @@
 // such as the Sobel pair responds with the sign its layout suggests.
 //
 // Every function replaces its output arguments completely. Bad arguments
-// (a negative or NaN radius, or one so large that the kernel's cell count
-// overflows) throw KbException with a message that names the argument;
-// nothing is written then.
+// (a negative or NaN radius, or a kernel of more than c_uiMaxKernelCells
+// cells) throw KbException with a message that names the argument; nothing
+// is allocated or written then.
 #pragma once
+
+#include <cstdint>
 
 #include "base/KbArray.h"
 #include "base/KoArray2D.h"
@@ -24,6 +26,12 @@
 class KOMATH_API KoConvolutionKernelFactory {
  public:
   KoConvolutionKernelFactory() = delete;
+
+  // Most cells of a kernel or row made here (2^24 floats, 64 MiB): sums of
+  // up to 2^24 ones are exact in float, and a full kernel any larger would
+  // cost as many multiplications per filtered cell. Larger requests throw,
+  // naming the kernel size asked for, before anything is allocated.
+  static constexpr std::uint64_t c_uiMaxKernelCells = std::uint64_t(1) << 24;
 
   // Largest radius of CreateGaussFilter: C(2r, k) is exact in 32-bit
   // unsigned arithmetic up to 2r = 30.
@@ -35,6 +43,16 @@ class KOMATH_API KoConvolutionKernelFactory {
   // order of float summation. Radius 0 gives the identity row {1}. Throws
   // for r > c_uiMaxGaussRadius.
   static void CreateGaussFilter(unsigned int radius, KbArray<float>& row);
+
+  // The normalised Gaussian of standard deviation `sigma`, cut at `truncate`
+  // standard deviations: radius r = int(truncate * sigma + 0.5) and weights
+  // exp(-x^2 / (2 sigma^2)), x = -r .. r, divided by their sum, all in
+  // double, each rounded to float once. These are the weights of
+  // scipy.ndimage.gaussian_filter1d (whose default truncate is 4). A radius
+  // of 0 (sigma 0 among others) gives the identity row {1}. Throws for a
+  // negative or non-finite sigma or truncate and for a row of more than
+  // c_uiMaxKernelCells weights.
+  static void CreateGaussFilterSigma(float sigma, float truncate, KbArray<float>& row);
 
   // 2r + 1 entries of 1.0f / (2r + 1) (the box filter; its sum is 1 only
   // to rounding unless 2r + 1 is a power of two, so only r = 0).
@@ -51,6 +69,16 @@ class KOMATH_API KoConvolutionKernelFactory {
   // +1 weighted 1, 2, 1 down the rows; dy is its transpose. A grid rising by
   // one per cell along x gives 8 with dx and 0 with dy (not normalised).
   static void CreateSobelKernels(KoArray2D<float>& dx, KoArray2D<float>& dy);
+  // The 3 x 3 x 3 Sobel triple (scipy.ndimage.sobel's weights): the
+  // difference -1, 0, +1 along its own axis times 1, 2, 1 along each of the
+  // other two, dx(x, y, z) = (x - 1) * (2 - |y - 1|) * (2 - |z - 1|), and dy,
+  // dz alike. A grid rising by one per cell along x gives 32 with dx, 0 with
+  // dy and dz.
+  static void CreateSobelKernels(KoArray3D<float>& dx, KoArray3D<float>& dy, KoArray3D<float>& dz);
+  // The 3 x 3 Scharr pair, signed like the Sobel pair: dx(x, y) = (x - 1) *
+  // (3, 10, 3)[y], dy its transpose. A grid rising by one per cell along x
+  // gives 32 with dx and 0 with dy.
+  static void CreateScharrKernels(KoArray2D<float>& dx, KoArray2D<float>& dy);
 
   // Ones on the (2r + 1) square or cube with 0 at the centre: correlating a
   // 0/1 grid with it counts the set neighbours of each cell within

@@ -13,8 +13,7 @@
 
 namespace {
 
-// Half-sides up to this keep the side 2h + 1 in 32 bits.
-constexpr std::uint64_t c_uiMaxHalfSide = 0x7FFFFFFFu;
+using Factory = KoConvolutionKernelFactory;
 
 [[noreturn]] void ThrowBadArgument(const char* function, const char* argument,
                                    const std::string& why) {
@@ -22,23 +21,34 @@ constexpr std::uint64_t c_uiMaxHalfSide = 0x7FFFFFFFu;
                     why);
 }
 
-// The side 2r + 1 of an integer radius, with `dimensions` sides' cell count
-// checked against what a grid can hold.
-unsigned int Side(const char* function, const char* argument, std::uint64_t halfSide,
-                  unsigned int dimensions) {
-  const std::uint64_t maxCells = std::vector<float>().max_size();
-  if (halfSide > c_uiMaxHalfSide) {
-    ThrowBadArgument(function, argument, "makes a kernel side beyond 2^32 - 1 cells");
-  }
-  const std::uint64_t side = 2 * halfSide + 1;
+[[noreturn]] void ThrowTooLarge(const char* function, const char* argument,
+                                const std::vector<std::uint64_t>& sides) {
+  std::string size;
+  for (std::uint64_t side : sides) size += (size.empty() ? "" : " x ") + std::to_string(side);
+  ThrowBadArgument(function, argument,
+                   "asks for a " + size + " kernel, more than " +
+                       std::to_string(Factory::c_uiMaxKernelCells) + " cells");
+}
+
+// The sides 2h + 1 of half-sides h (below 2^32, so no side overflows),
+// checked against c_uiMaxKernelCells together before anything is allocated.
+std::vector<unsigned int> Sides(const char* function, const char* argument,
+                                const std::vector<std::uint64_t>& halfSides) {
+  std::vector<std::uint64_t> sides;
+  for (std::uint64_t h : halfSides) sides.push_back(2 * h + 1);
   std::uint64_t cells = 1;
-  for (unsigned int d = 0; d < dimensions; ++d) {
-    if (cells > maxCells / side) {
-      ThrowBadArgument(function, argument, "makes the kernel's cell count overflow");
-    }
+  for (std::uint64_t side : sides) {
+    if (side > Factory::c_uiMaxKernelCells / cells) ThrowTooLarge(function, argument, sides);
     cells *= side;
   }
-  return static_cast<unsigned int>(side);
+  return std::vector<unsigned int>(sides.begin(), sides.end());
+}
+
+// The side 2r + 1 of an integer radius, for a kernel of `dimensions` such
+// sides.
+unsigned int Side(const char* function, const char* argument, std::uint64_t halfSide,
+                  unsigned int dimensions) {
+  return Sides(function, argument, std::vector<std::uint64_t>(dimensions, halfSide))[0];
 }
 
 // floor(r) of a float radius, rejecting negative, NaN and oversized ones.
@@ -46,10 +56,10 @@ std::uint64_t HalfSide(const char* function, const char* argument, float radius)
   if (!(radius >= 0.0f)) {
     ThrowBadArgument(function, argument, "is negative or NaN (" + std::to_string(radius) + ")");
   }
-  if (!(radius < 4294967296.0f)) {
-    ThrowBadArgument(function, argument, "makes a kernel side beyond 2^32 - 1 cells");
-  }
-  return static_cast<std::uint64_t>(std::floor(radius));
+  // Beyond 2^32 the side is far too large anyway; the bound keeps 2h + 1
+  // within 64 bits.
+  const float halfSide = std::min(std::floor(radius), 4294967296.0f);
+  return static_cast<std::uint64_t>(halfSide);
 }
 
 // (offset / radius)^2, with a radius of 0 meaning a degenerate axis whose
@@ -85,6 +95,39 @@ void KoConvolutionKernelFactory::CreateGaussFilter(unsigned int radius, KbArray<
   for (unsigned int k = 0; k <= n; ++k) {
     weights[k] = static_cast<float>(KoMath::BinomialCoefficient(n, k)) / scale;
   }
+  row = std::move(weights);
+}
+
+void KoConvolutionKernelFactory::CreateGaussFilterSigma(float sigma, float truncate,
+                                                        KbArray<float>& row) {
+  if (!(sigma >= 0.0f) || !std::isfinite(sigma)) {
+    ThrowBadArgument("CreateGaussFilterSigma", "sigma",
+                     "is negative or not finite (" + std::to_string(sigma) + ")");
+  }
+  if (!(truncate >= 0.0f) || !std::isfinite(truncate)) {
+    ThrowBadArgument("CreateGaussFilterSigma", "truncate",
+                     "is negative or not finite (" + std::to_string(truncate) + ")");
+  }
+  // Both below 2^128, so the product is finite in double.
+  const double reach = std::floor(double(truncate) * double(sigma) + 0.5);
+  const std::uint64_t radius = static_cast<std::uint64_t>(std::min(reach, 4294967296.0));
+  const unsigned int side = Side("CreateGaussFilterSigma", "sigma * truncate", radius, 1);
+  KbArray<float> weights(side);
+  if (radius == 0) {  // a single weight: 1, also for sigma 0 (0 / 0 in the exponent)
+    weights[0] = 1.0f;
+    row = std::move(weights);
+    return;
+  }
+  // scipy's order of operations: phi(x) = exp((-0.5 / sigma^2) * x^2).
+  const double factor = -0.5 / (double(sigma) * double(sigma));
+  std::vector<double> phi(side);
+  double sum = 0.0;
+  for (unsigned int k = 0; k < side; ++k) {
+    const double x = double(k) - double(radius);
+    phi[k] = std::exp(factor * (x * x));
+    sum += phi[k];
+  }
+  for (unsigned int k = 0; k < side; ++k) weights[k] = static_cast<float>(phi[k] / sum);
   row = std::move(weights);
 }
 
@@ -124,6 +167,35 @@ void KoConvolutionKernelFactory::CreateSobelKernels(KoArray2D<float>& dx, KoArra
   dy = std::move(y);
 }
 
+void KoConvolutionKernelFactory::CreateSobelKernels(KoArray3D<float>& dx, KoArray3D<float>& dy,
+                                                    KoArray3D<float>& dz) {
+  KoArray3D<float> x(3, 3, 3), y(3, 3, 3), z(3, 3, 3);
+  for (int k = 0; k < 3; ++k) {
+    for (int j = 0; j < 3; ++j) {
+      for (int i = 0; i < 3; ++i) {
+        x(i, j, k) = static_cast<float>((i - 1) * (2 - std::abs(j - 1)) * (2 - std::abs(k - 1)));
+        y(j, i, k) = z(j, k, i) = x(i, j, k);
+      }
+    }
+  }
+  dx = std::move(x);
+  dy = std::move(y);
+  dz = std::move(z);
+}
+
+void KoConvolutionKernelFactory::CreateScharrKernels(KoArray2D<float>& dx, KoArray2D<float>& dy) {
+  const int smoothing[3] = {3, 10, 3};
+  KoArray2D<float> x(3, 3), y(3, 3);
+  for (int j = 0; j < 3; ++j) {
+    for (int i = 0; i < 3; ++i) {
+      x(i, j) = static_cast<float>((i - 1) * smoothing[j]);
+      y(j, i) = x(i, j);
+    }
+  }
+  dx = std::move(x);
+  dy = std::move(y);
+}
+
 void KoConvolutionKernelFactory::CreateNeighbourhoodCount(unsigned int radius,
                                                           KoArray2D<float>& kernel) {
   KoArray2D<float> ones = Filled2D(Side("CreateNeighbourhoodCount", "radius", radius, 2), 1.0f);
@@ -153,9 +225,7 @@ void KoConvolutionKernelFactory::CreateEllipse(float rx, float ry, KoArray2D<flo
   const std::uint64_t hy = HalfSide("CreateEllipse", "ry", ry);
   const unsigned int width = Side("CreateEllipse", "rx", hx, 1);
   const unsigned int height = Side("CreateEllipse", "ry", hy, 1);
-  if (std::uint64_t(width) * height > std::vector<float>().max_size()) {
-    ThrowBadArgument("CreateEllipse", "rx, ry", "make the kernel's cell count overflow");
-  }
+  Sides("CreateEllipse", "rx, ry", {hx, hy});
   KoArray2D<float> shape(width, height);
   for (unsigned int y = 0; y < height; ++y) {
     for (unsigned int x = 0; x < width; ++x) {
@@ -175,10 +245,7 @@ void KoConvolutionKernelFactory::CreateEllipsoid(float rx, float ry, float rz,
   const unsigned int width = Side("CreateEllipsoid", "rx", hx, 1);
   const unsigned int height = Side("CreateEllipsoid", "ry", hy, 1);
   const unsigned int depth = Side("CreateEllipsoid", "rz", hz, 1);
-  const std::uint64_t slice = std::uint64_t(width) * height;
-  if (slice > std::vector<float>().max_size() / depth) {
-    ThrowBadArgument("CreateEllipsoid", "rx, ry, rz", "make the kernel's cell count overflow");
-  }
+  Sides("CreateEllipsoid", "rx, ry, rz", {hx, hy, hz});
   KoArray3D<float> shape(width, height, depth);
   for (unsigned int z = 0; z < depth; ++z) {
     for (unsigned int y = 0; y < height; ++y) {

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <fstream>
 #include <limits>
 #include <random>
+#include <sstream>
 #include <vector>
 
 #include "math/numerics/ExactReference.h"
@@ -11,13 +14,19 @@
 namespace {
 
 using Filter = KoGridFilter;
-const Filter::EBorder c_borders[] = {Filter::eClamp, Filter::eZero, Filter::eWrap};
+// In scipy.ndimage's order of modes: nearest, constant, wrap, reflect, mirror.
+const Filter::EBorder c_borders[] = {Filter::eClamp, Filter::eZero, Filter::eWrap, Filter::eReflect,
+                                     Filter::eMirror};
 
-// The cell that supplies index i of an axis of n cells, or -1 for none.
+// The cell that supplies index i of an axis of n cells, or -1 for none: the
+// periodic modes repeat n, 2n (reflect) or 2n - 2 (mirror) cells.
 long Source(long i, long n, Filter::EBorder border) {
   if (border == Filter::eClamp) return std::min(std::max(i, 0L), n - 1);
-  if (border == Filter::eWrap) return ((i % n) + n) % n;
-  return i >= 0 && i < n ? i : -1;
+  if (border == Filter::eZero) return i >= 0 && i < n ? i : -1;
+  const long p = border == Filter::eWrap ? n : border == Filter::eReflect ? 2 * n : 2 * n - 2;
+  if (p == 0) return 0;
+  const long m = (i % p + p) % p;
+  return m < n ? m : p - m - (border == Filter::eReflect);
 }
 
 // Direct correlation of a w x h x d grid with a kw x kh x kd kernel: kernel
@@ -58,12 +67,16 @@ std::vector<float> Cells(const float* data, std::size_t n) {
   return std::vector<float>(data, data + n);
 }
 
-// Widths exercise the 32- and 8-wide blocks and the scalar tail; kernels
-// larger than the grid make the wrap visit cells several times.
+// Widths exercise the 64-, 32- and 8-wide blocks, the overlapping last
+// block and the scalar tail, in the middle columns read in place and in the
+// padded ones at either end; kernels larger than the grid visit cells
+// several times.
 TEST(KoGridFilter, FullKernelsEqualTheDirectCorrelationForEveryBorder) {
   std::mt19937 rng(1);
-  for (auto [w, h, d, kw, kh, kd] : std::vector<std::array<unsigned int, 6>>{
-           {45, 6, 1, 5, 5, 1}, {3, 2, 1, 9, 3, 1}, {70, 1, 1, 1, 7, 1}, {37, 4, 3, 3, 5, 7}}) {
+  const std::vector<std::array<unsigned int, 6>> sizes{{45, 6, 1, 5, 5, 1},  {3, 2, 1, 9, 3, 1},
+                                                       {70, 1, 1, 1, 7, 1},  {37, 4, 3, 3, 5, 7},
+                                                       {83, 3, 1, 17, 3, 1}, {20, 3, 2, 3, 3, 1}};
+  for (auto [w, h, d, kw, kh, kd] : sizes) {
     KoArray3D<float> in(w, h, d), kernel(kw, kh, kd), out(w, h, d);
     KoArray2D<float> in2(w, h), kernel2(kw, kh), out2(w, h);
     Randomize(in, w * h * d, rng), Randomize(kernel, kw * kh * kd, rng);
@@ -86,25 +99,92 @@ TEST(KoGridFilter, FullKernelsEqualTheDirectCorrelationForEveryBorder) {
 // sums; in == out is safe.
 TEST(KoGridFilter, SeparableEqualsTheOuterProductKernelAndAliasingIsSafe) {
   std::mt19937 rng(2);
-  for (unsigned int r : {0u, 1u, 3u}) {
+  for (auto [w, h, d, r] : std::vector<std::array<unsigned int, 4>>{
+           {41, 9, 4, 0}, {41, 9, 4, 1}, {41, 9, 4, 3}, {13, 5, 3, 2}, {37, 2, 2, 1}}) {
     KbArray<float> row;
     KoConvolutionKernelFactory::CreateGaussFilter(r, row);
-    const unsigned int n = 2 * r + 1;
-    KoArray3D<float> in(41, 9, 4), out(41, 9, 4), full(41, 9, 4), kernel(n, n, n);
-    const std::vector<float> cells = Randomize(in, 41 * 9 * 4, rng);
-    for (unsigned int k = 0; k < n * n * n; ++k) {
+    const unsigned int n = 2 * r + 1, cells = w * h * d;
+    KoArray3D<float> in(w, h, d), out(w, h, d), full(w, h, d), kernel(n, n, n);
+    const std::vector<float> values = Randomize(in, cells, rng);
+    for (unsigned int k = 0; k < n * n * n; ++k) {  // exact: the rows are dyadic
       kernel.GetData()[k] = row[k % n] * row[k / n % n] * row[k / n / n];
     }
     for (Filter::EBorder border : c_borders) {
       Filter::ApplySeparable(in, row, out, border);
       Filter::Apply(in, kernel, full, border);
-      for (unsigned int k = 0; k < 41 * 9 * 4; ++k) {
+      for (unsigned int k = 0; k < cells; ++k) {
         ASSERT_NEAR(out.GetData()[k], full.GetData()[k],
                     8 * n * std::numeric_limits<float>::epsilon());
       }
       Filter::ApplySeparable(in, row, in, border);
-      EXPECT_EQ(Cells(in.GetData(), 41 * 9 * 4), Cells(out.GetData(), 41 * 9 * 4));
-      std::copy(cells.begin(), cells.end(), in.GetData());
+      EXPECT_EQ(Cells(in.GetData(), cells), Cells(out.GetData(), cells));
+      std::copy(values.begin(), values.end(), in.GetData());
+    }
+  }
+}
+
+// scipy.ndimage on small integers (exact in float and double), made by
+// data/make_grid_filter_data.py: every mode in 1, 2 and 3 dimensions with
+// kernels larger than the grid, full (correlate) and per-axis rows
+// (correlate1d along z, y, x). Cases of depth 1 run through both APIs. One
+// grid is its own kernel: out may alias the grid, the kernel or both.
+TEST(KoGridFilter, EqualsScipyForEveryBorderWithKernelsLargerThanTheGrid) {
+  std::ifstream file(KOMATH_TEST_DATA_DIR "/math/numerics/data/grid_filter_scipy.txt");
+  std::string kind, line;
+  int cases = 0;
+  for (; std::getline(file, line); ++cases) {
+    std::istringstream fields(line);
+    unsigned int w, h, d, k[3];
+    fields >> kind >> w >> h >> d >> k[0] >> k[1] >> k[2];
+    auto read = [&](float* cells, std::size_t n) {
+      for (std::size_t i = 0; i < n; ++i) fields >> cells[i];
+    };
+    KoArray3D<float> in(w, h, d), kernel(k[0], k[1], k[2]), out(w, h, d);
+    KoArray2D<float> in2(w, h), kernel2(k[0], k[1]), out2(w, h);
+    KbArray<float> rows[3] = {KbArray<float>(k[0]), KbArray<float>(k[1]), KbArray<float>(k[2])};
+    read(in.GetData(), w * h * d), std::copy_n(in.GetData(), w * h, in2.GetData());
+    if (kind == "F") read(kernel.GetData(), k[0] * k[1] * k[2]);
+    std::copy_n(kernel.GetData(), k[0] * k[1], kernel2.GetData());
+    for (int a = 0; kind == "S" && a < 3; ++a) read(rows[a].GetData(), k[a]);
+    for (Filter::EBorder border : c_borders) {
+      std::vector<float> expected(w * h * d);
+      read(expected.data(), expected.size());
+      if (kind == "F") Filter::Apply(in, kernel, out, border);
+      if (kind == "S") Filter::ApplySeparable(in, rows[0], rows[1], rows[2], out, border);
+      EXPECT_EQ(Cells(out.GetData(), w * h * d), expected) << line << " " << border;
+      if (kind == "F" && k[0] == w && k[1] == h && k[2] == d) {  // the grid is the kernel
+        KoArray3D<float> a = in, b = in, c = in;
+        Filter::Apply(a, kernel, a, border), Filter::Apply(in, b, b, border);
+        Filter::Apply(c, c, c, border);
+        for (auto* g : {&a, &b, &c}) EXPECT_EQ(Cells(g->GetData(), w * h * d), expected);
+      }
+      if (d > 1 || k[2] > 1) continue;
+      if (kind == "F") Filter::Apply(in2, kernel2, out2, border);
+      if (kind == "S") Filter::ApplySeparable(in2, rows[0], rows[1], out2, border);
+      EXPECT_EQ(Cells(out2.GetData(), w * h), expected) << line << " " << border;
+    }
+  }
+  EXPECT_EQ(cases, 8);
+}
+
+// eZero's outside cells are zeros in the arithmetic along every axis: an
+// infinite weight at the first offset gives inf over ones inside and
+// inf * 0 = NaN over outside cells, so exactly the first column, row or
+// slice (or all three, bits 1, 2, 4 of `axes`) are NaN.
+TEST(KoGridFilter, NonFiniteWeightsOverZeroCellsGiveNaNAlongEveryAxis) {
+  const float inf = std::numeric_limits<float>::infinity();
+  KoArray3D<float> ones(4, 3, 3), kernel(3, 3, 3), out(4, 3, 3);
+  std::fill_n(ones.GetData(), 36, 1.0f);
+  kernel(0, 0, 0) = inf;
+  const KbArray<float> first{inf, 1, 1}, one{1};
+  for (unsigned int axes : {7u, 1u, 2u, 4u}) {
+    if (axes == 7) Filter::Apply(ones, kernel, out, Filter::eZero);
+    auto row = [&](unsigned int axis) { return axes == axis ? first : one; };
+    if (axes != 7) Filter::ApplySeparable(ones, row(1), row(2), row(4), out, Filter::eZero);
+    for (unsigned int i = 0; i < 36; ++i) {
+      const bool nan =
+          (axes & 1 && i % 4 == 0) || (axes & 2 && i / 4 % 3 == 0) || (axes & 4 && i / 12 == 0);
+      EXPECT_TRUE(nan ? std::isnan(out.GetData()[i]) : out.GetData()[i] == inf) << axes << i;
     }
   }
 }
@@ -118,14 +198,22 @@ TEST(KoGridFilter, BadArgumentsThrowNamingThemAndWriteNothing) {
                     "kernel");
   ExpectThrowNaming([&] { Filter::ApplySeparable(in, even, out, Filter::eClamp); }, "row");
   ExpectThrowNaming([&] { Filter::ApplySeparable(in, one, small, Filter::eClamp); }, "out");
+  ExpectThrowNaming([&] { Filter::ApplySeparable(in, one, even, out, Filter::eClamp); }, "rowY");
+  ExpectThrowNaming([&] { Filter::ApplySeparable(in3, one, one, even, out3, Filter::eZero); },
+                    "rowZ");
   ExpectThrowNaming([&] { Filter::Apply(in3, KoArray3D<float>(1, 1, 1), out3, Filter::eWrap); },
                     "out");
+  ExpectThrowNaming([&] { Filter::Apply(in3, KoArray3D<float>(2, 1, 1), out3, Filter::eWrap); },
+                    "kernel");
   ExpectThrowNaming([&] { Filter::Apply(in, KoArray2D<float>(1, 1), out, Filter::EBorder(7)); },
                     "border");
   EXPECT_EQ(out(0, 0), 5.0f);
   KoArray3D<float> empty(0, 3, 2);  // no cells: nothing to wrap around
+  KoArray2D<float> empty2(0, 3);
   Filter::Apply(empty, KoArray3D<float>(3, 3, 3), empty, Filter::eWrap);
   Filter::ApplySeparable(empty, KbArray<float>{1, 2, 1}, empty, Filter::eWrap);
+  Filter::Apply(empty2, KoArray2D<float>(3, 3), empty2, Filter::eWrap);
+  Filter::ApplySeparable(empty2, KbArray<float>{1, 2, 1}, empty2, Filter::eWrap);
 }
 
 }  // namespace

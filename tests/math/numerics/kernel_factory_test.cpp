@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <cstdint>
+#include <fstream>
+#include <sstream>
 #include <vector>
 
 #include "math/numerics/ExactReference.h"
@@ -37,6 +40,34 @@ TEST(KoConvolutionKernelFactory, GaussRowsArePascalsTriangleOverFourToTheRadius)
   EXPECT_EQ(row, (KbArray<float>{0.2f, 0.2f, 0.2f, 0.2f, 0.2f}));
 }
 
+// gaussian_filter1d's weights (impulse responses in double, made by
+// data/make_grid_filter_data.py) rounded to float: within half an ulp of
+// the double, one ulp leaving room for the last bit of exp and of the sum.
+TEST(KoConvolutionKernelFactory, GaussRowsBySigmaAreScipysWeights) {
+  std::ifstream file(KOMATH_TEST_DATA_DIR "/math/numerics/data/gauss_rows_scipy.txt");
+  KbArray<float> row{5};
+  int rows = 0;
+  for (std::string line; std::getline(file, line); ++rows) {
+    std::istringstream fields(line);
+    float sigma, truncate;
+    fields >> sigma >> truncate;
+    Factory::CreateGaussFilterSigma(sigma, truncate, row);
+    std::size_t k = 0;
+    for (double w; fields >> w; ++k) {
+      EXPECT_NEAR(row[k], w, std::ldexp(FLT_EPSILON, std::ilogb(w))) << line;
+    }
+    EXPECT_EQ(row.GetSize(), k) << line;
+  }
+  EXPECT_EQ(rows, 5);
+  Factory::CreateGaussFilterSigma(0, 4, row);  // radius 0: the identity, as scipy skips sigma 0
+  EXPECT_EQ(row, KbArray<float>{1});
+  ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(-1, 4, row); }, "sigma");
+  ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(INFINITY, 4, row); }, "sigma");
+  ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(1, NAN, row); }, "truncate");
+  ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(1e30f, 4, row); }, "8589934593");
+  EXPECT_EQ(row, KbArray<float>{1});
+}
+
 TEST(KoConvolutionKernelFactory, StencilsAndSobelPairRowByRow) {
   KoArray2D<float> laplace, dx, dy;
   KoArray3D<float> laplace3;
@@ -46,6 +77,22 @@ TEST(KoConvolutionKernelFactory, StencilsAndSobelPairRowByRow) {
   EXPECT_EQ(cells(laplace.GetData(), 9), (std::vector<float>{0, 1, 0, 1, -4, 1, 0, 1, 0}));
   EXPECT_EQ(cells(dx.GetData(), 9), (std::vector<float>{-1, 0, 1, -2, 0, 2, -1, 0, 1}));
   EXPECT_EQ(cells(dy.GetData(), 9), (std::vector<float>{-1, -2, -1, 0, 0, 0, 1, 2, 1}));
+  auto is3x3 = [](const KoArray2D<float>& a, const KoArray2D<float>& b) {
+    return a.GetWidth() == 3 && a.GetHeight() == 3 && b.GetWidth() == 3 && b.GetHeight() == 3;
+  };
+  EXPECT_TRUE(is3x3(dx, dy));
+  Factory::CreateScharrKernels(dx, dy);
+  EXPECT_TRUE(is3x3(dx, dy));
+  EXPECT_EQ(cells(dx.GetData(), 9), (std::vector<float>{-3, 0, 3, -10, 0, 10, -3, 0, 3}));
+  EXPECT_EQ(cells(dy.GetData(), 9), (std::vector<float>{-3, -10, -3, 0, 0, 0, 3, 10, 3}));
+  KoArray3D<float> sobel[3];
+  Factory::CreateSobelKernels(sobel[0], sobel[1], sobel[2]);
+  for (const auto& k : sobel) EXPECT_EQ(k.GetWidth() * k.GetHeight() * k.GetDepth(), 27u);
+  for (int i = 0; i < 81; ++i) {  // -1 0 1 along the kernel's axis a, 1 2 1 along the others
+    const int a = i / 27, at[3] = {i % 3 - 1, i / 3 % 3 - 1, i / 9 % 3 - 1};
+    const int expected = at[a] * (2 - std::abs(at[(a + 1) % 3])) * (2 - std::abs(at[(a + 2) % 3]));
+    EXPECT_EQ(sobel[a].GetData()[i % 27], float(expected)) << i;
+  }
   const float* cube = laplace3.GetData();  // six 1s at the faces, -6 in the middle
   EXPECT_TRUE(cube[13] == -6 && cube[4] == 1 && cube[22] == 1 && cube[10] == 1 && cube[12] == 1);
   EXPECT_TRUE(std::count(cube, cube + 27, 0.0f) == 20 && std::count(cube, cube + 27, 1.0f) == 6);
@@ -93,7 +140,18 @@ TEST(KoConvolutionKernelFactory, EllipsesOnTheSmallestOddGridAndBadRadii) {
   ExpectThrowNaming([&] { Factory::CreateEllipsoid(1, NAN, 1, sphere); }, "ry");
   ExpectThrowNaming([&] { Factory::CreateEllipsoid(1, 1, 3e9f, sphere); }, "rz");
   ExpectThrowNaming([&] { Factory::CreateNeighbourhoodCount(1u << 22, sphere); }, "radius");
+  // Beyond 2^24 cells: the size asked for, before allocating (not bad_alloc).
+  KoArray2D<float> square;
+  KbArray<float> row;
+  ExpectThrowNaming([&] { Factory::CreateNeighbourhoodCount(100000, square); }, "200001 x 200001");
+  ExpectThrowNaming([&] { Factory::CreateNeighbourhoodExistence(128, sphere); }, "257 x 257 x 257");
+  ExpectThrowNaming([&] { Factory::CreateEllipse(2049, 2048, square); }, "4099 x 4097");
+  ExpectThrowNaming([&] { Factory::CreateMeanFilter(1u << 23, row); }, "16777217 kernel");
+  Factory::CreateMeanFilter((1u << 23) - 1, row);  // 2^24 - 1 cells: within the bound
   EXPECT_EQ(sphere.GetWidth(), 1u);
+  Factory::CreateNeighbourhoodExistence(2047, square);  // 4095^2 cells: within it too
+  Factory::CreateEllipsoid(0, 5000, 0, sphere);
+  EXPECT_TRUE(square.GetWidth() == 4095 && sphere.GetHeight() == 10001);
   Factory::CreateSphere(1, sphere);
   EXPECT_EQ(std::count(sphere.GetData(), sphere.GetData() + 27, 1.0f), 7);  // centre and faces
 }
