@@ -6,7 +6,7 @@
 
 #include "base/KbException.h"
 #include "base/KoArray2D.h"
-#include "math/functions/KoStreamValue.h"
+#include "base/KoStreamValue.h"
 #include "math/registration/KoSingularValueDecomposition.h"
 #include "math/registration/KoTransformation.h"
 
