@@ -4,6 +4,7 @@
 // near-singular (a repeated row moved by one ulp) or singular (a repeated
 // row), of order 3, 4, 6 and 10.
 #include <benchmark/benchmark.h>
+
 #include <gmpxx.h>
 
 #include <bit>
@@ -13,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "BenchMain.h"
 #include "math/numerics/KoMpMatrixToDeterminantExactSign.h"
 
 namespace {
@@ -131,4 +133,4 @@ BENCHMARK(BM_DoubleLu)->Apply(Arguments)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+KOMATH_BENCHMARK_MAIN()

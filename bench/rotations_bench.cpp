@@ -11,6 +11,7 @@
 #include <random>
 #include <vector>
 
+#include "BenchMain.h"
 #include "math/rotations/KoQuaternion.h"
 #include "math/rotations/KoRandomNumberGenerator.h"
 
@@ -130,4 +131,4 @@ BENCHMARK(BM_KoGetRotationMatrix);
 BENCHMARK(BM_EigenToRotationMatrix);
 BENCHMARK(BM_EigenNormalizedToRotationMatrix);
 
-BENCHMARK_MAIN();
+KOMATH_BENCHMARK_MAIN()

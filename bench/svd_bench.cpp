@@ -9,6 +9,7 @@
 #include <random>
 #include <vector>
 
+#include "BenchMain.h"
 #include "math/registration/KoSingularValueDecomposition.h"
 
 namespace {
@@ -74,4 +75,4 @@ BENCHMARK(BM_EigenJacobi);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+KOMATH_BENCHMARK_MAIN()

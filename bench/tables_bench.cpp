@@ -15,6 +15,7 @@
 #include <random>
 #include <vector>
 
+#include "BenchMain.h"
 #include "math/tables/KoFunctionTableNonUniform.h"
 #include "math/tables/KoFunctionTableUniform.h"
 
@@ -156,4 +157,4 @@ BENCHMARK(BM_UpperBoundLookupCalled);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+KOMATH_BENCHMARK_MAIN()

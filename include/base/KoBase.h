@@ -22,4 +22,5 @@
 #include "base/KoArray3D.h"
 #include "base/KoObservable.h"
 #include "base/KoPoint.h"
+#include "base/KoStreamValue.h"
 #include "base/KoUnitTest.h"

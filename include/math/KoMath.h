@@ -22,7 +22,6 @@
 #include "math/functions/KoFunctionRampLinear.h"
 #include "math/functions/KoFunctionRampSpline.h"
 #include "math/functions/KoFunctionSplineBase.h"
-#include "math/functions/KoStreamValue.h"
 #include "math/numerics/KoConvolutionKernelFactory.h"
 #include "math/numerics/KoFloatExact.h"
 #include "math/numerics/KoFtArrayConvolution.h"

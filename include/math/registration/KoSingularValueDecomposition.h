@@ -25,7 +25,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "base/KbArray.h"
 #include "base/KbFlags.h"
@@ -72,9 +71,8 @@ class KOMATH_API KoSingularValueDecomposition : public KoAlgorithm {
  protected:
   // True when an input is set.
   bool checkPreConditions() const override;
-  // Releases the previous results, then factorises. On a KbException the
-  // partly computed results stay with the object and count as not
-  // calculated.
+  // Overwrites the previous results (reusing their storage when the shape
+  // is the same). On a KbException the results count as not calculated.
   void compute() override;
 
  private:
@@ -82,9 +80,11 @@ class KOMATH_API KoSingularValueDecomposition : public KoAlgorithm {
 
   KbFlags<EFlags> m_flags;
   const KoArray2D<T>* m_input = nullptr;
-  std::unique_ptr<KoArray2D<T>> m_u;
-  std::unique_ptr<KoMatrixDiagonal<T>> m_w;
-  std::unique_ptr<KoArray2D<T>> m_v;
+  // The results of the last Compute (partial after a throw); their storage
+  // is kept from one Compute to the next.
+  KoArray2D<T> m_u;
+  KoMatrixDiagonal<T> m_w{0};
+  KoArray2D<T> m_v;
 };
 
 extern template class KoSingularValueDecomposition<double>;

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <utility>
 
+#include "math/foundations/KoMatrixFixed.h"
+
 namespace {
 
 using Vec3d = kb_detail::KbVector3T<double>;
@@ -93,62 +95,79 @@ KbMatrix4Rf RotationX(float a) {
   return m;
 }
 
-// A unit quaternion w + (x, y, z) in double, for the iterative extraction.
-struct Quaternion {
-  double w, x, y, z;
+// A unit quaternion w + (x, y, z) in double, for the iterative extraction:
+// a column of four, w first.
+using Quaternion = KoMatrixFixed<double, 4, 1>;
+using Matrix3d = KoMatrixFixed<double, 3, 3>;
+enum : unsigned int { W, X, Y, Z };
 
-  Quaternion Normalized() const {
-    const double length = std::sqrt(w * w + x * x + y * y + z * z);
-    return {w / length, x / length, y / length, z / length};
-  }
+Quaternion MakeQuaternion(double w, double x, double y, double z) {
+  Quaternion q;
+  q[W] = w;
+  q[X] = x;
+  q[Y] = y;
+  q[Z] = z;
+  return q;
+}
 
-  // Hamilton product: applying the result rotates by `o` first, then by `this`.
-  Quaternion operator*(const Quaternion& o) const {
-    return {w * o.w - x * o.x - y * o.y - z * o.z, w * o.x + x * o.w + y * o.z - z * o.y,
-            w * o.y - x * o.z + y * o.w + z * o.x, w * o.z + x * o.y - y * o.x + z * o.w};
-  }
-};
+Quaternion Normalized(const Quaternion& q) {
+  const double length = std::sqrt(q[W] * q[W] + q[X] * q[X] + q[Y] * q[Y] + q[Z] * q[Z]);
+  return MakeQuaternion(q[W] / length, q[X] / length, q[Y] / length, q[Z] / length);
+}
 
-struct Matrix3d {
-  double e[3][3];
+// Hamilton product: applying the result rotates by `b` first, then by `a`.
+Quaternion Product(const Quaternion& a, const Quaternion& b) {
+  return MakeQuaternion(a[W] * b[W] - a[X] * b[X] - a[Y] * b[Y] - a[Z] * b[Z],
+                        a[W] * b[X] + a[X] * b[W] + a[Y] * b[Z] - a[Z] * b[Y],
+                        a[W] * b[Y] - a[X] * b[Z] + a[Y] * b[W] + a[Z] * b[X],
+                        a[W] * b[Z] + a[X] * b[Y] - a[Y] * b[X] + a[Z] * b[W]);
+}
 
-  Vec3d Column(unsigned int c) const { return {e[0][c], e[1][c], e[2][c]}; }
-};
+Vec3d Column(const Matrix3d& m, unsigned int c) {
+  return {m(0, c), m(1, c), m(2, c)};
+}
 
 // The rotation matrix of a unit quaternion, column-vector convention (R v);
 // ToQuaternion below is its inverse, and only the pair's consistency matters.
 Matrix3d ToMatrix(const Quaternion& q) {
-  const double xx = q.x * q.x, yy = q.y * q.y, zz = q.z * q.z;
-  const double xy = q.x * q.y, xz = q.x * q.z, yz = q.y * q.z;
-  const double wx = q.w * q.x, wy = q.w * q.y, wz = q.w * q.z;
-  return {{{1.0 - 2.0 * (yy + zz), 2.0 * (xy - wz), 2.0 * (xz + wy)},
-           {2.0 * (xy + wz), 1.0 - 2.0 * (xx + zz), 2.0 * (yz - wx)},
-           {2.0 * (xz - wy), 2.0 * (yz + wx), 1.0 - 2.0 * (xx + yy)}}};
+  const double xx = q[X] * q[X], yy = q[Y] * q[Y], zz = q[Z] * q[Z];
+  const double xy = q[X] * q[Y], xz = q[X] * q[Z], yz = q[Y] * q[Z];
+  const double wx = q[W] * q[X], wy = q[W] * q[Y], wz = q[W] * q[Z];
+  Matrix3d m;
+  m(0, 0) = 1.0 - 2.0 * (yy + zz);
+  m(0, 1) = 2.0 * (xy - wz);
+  m(0, 2) = 2.0 * (xz + wy);
+  m(1, 0) = 2.0 * (xy + wz);
+  m(1, 1) = 1.0 - 2.0 * (xx + zz);
+  m(1, 2) = 2.0 * (yz - wx);
+  m(2, 0) = 2.0 * (xz - wy);
+  m(2, 1) = 2.0 * (yz + wx);
+  m(2, 2) = 1.0 - 2.0 * (xx + yy);
+  return m;
 }
 
 // Trace method (Shoemake): with a non-positive trace the largest diagonal
 // element gives the best conditioned component. Normalised afterwards, so a
 // block that is not a rotation still yields a unit quaternion.
 Quaternion ToQuaternion(const Matrix3d& a) {
-  const double trace = a.e[0][0] + a.e[1][1] + a.e[2][2];
+  const double trace = a(0, 0) + a(1, 1) + a(2, 2);
   if (trace > 0.0) {
     const double root = std::sqrt(trace + 1.0);
     const double f = 0.5 / root;
-    return Quaternion{root / 2.0, (a.e[2][1] - a.e[1][2]) * f, (a.e[0][2] - a.e[2][0]) * f,
-                      (a.e[1][0] - a.e[0][1]) * f}
-        .Normalized();
+    return Normalized(MakeQuaternion(root / 2.0, (a(2, 1) - a(1, 2)) * f, (a(0, 2) - a(2, 0)) * f,
+                                     (a(1, 0) - a(0, 1)) * f));
   }
   unsigned int i = 0;
-  if (a.e[1][1] > a.e[0][0]) i = 1;
-  if (a.e[2][2] > a.e[i][i]) i = 2;
+  if (a(1, 1) > a(0, 0)) i = 1;
+  if (a(2, 2) > a(i, i)) i = 2;
   const unsigned int j = (i + 1) % 3, k = (i + 2) % 3;
-  const double root = std::sqrt(a.e[i][i] - a.e[j][j] - a.e[k][k] + 1.0);
+  const double root = std::sqrt(a(i, i) - a(j, j) - a(k, k) + 1.0);
   const double f = 0.5 / root;
   double v[3];
   v[i] = root / 2.0;
-  v[j] = (a.e[j][i] + a.e[i][j]) * f;
-  v[k] = (a.e[k][i] + a.e[i][k]) * f;
-  return Quaternion{(a.e[k][j] - a.e[j][k]) * f, v[0], v[1], v[2]}.Normalized();
+  v[j] = (a(j, i) + a(i, j)) * f;
+  v[k] = (a(k, i) + a(i, k)) * f;
+  return Normalized(MakeQuaternion((a(k, j) - a(j, k)) * f, v[0], v[1], v[2]));
 }
 
 // One correction step of the extraction: the axis-angle vector that turns the
@@ -161,17 +180,17 @@ bool CorrectTowards(const Matrix3d& a, Quaternion& q) {
   Vec3d torque{0.0, 0.0, 0.0};
   double alignment = 0.0;
   for (unsigned int c = 0; c < 3; ++c) {
-    torque += r.Column(c).Cross(a.Column(c));
-    alignment += r.Column(c).Dot(a.Column(c));
+    torque += Column(r, c).Cross(Column(a, c));
+    alignment += Column(r, c).Dot(Column(a, c));
   }
   const Vec3d omega = torque * (1.0 / std::fabs(alignment) + 1.0e-9);
   const double angle = omega.Length();
   if (angle < 1.0e-9) return false;
   const Vec3d axis = omega * (1.0 / angle);
   const double halfSine = std::sin(angle * 0.5);
-  const Quaternion step{std::cos(angle * 0.5), halfSine * axis.x, halfSine * axis.y,
-                        halfSine * axis.z};
-  q = (step * q).Normalized();
+  const Quaternion step = MakeQuaternion(std::cos(angle * 0.5), halfSine * axis.x,
+                                         halfSine * axis.y, halfSine * axis.z);
+  q = Normalized(Product(step, q));
   return true;
 }
 
@@ -227,7 +246,7 @@ void GramSchmidtOrthonormalizationAggressive(KbMatrix4Rf& m) {
 void IterativeOrthonormalization(KbMatrix4Rf& m, unsigned int iterations) {
   Matrix3d a;
   for (unsigned int r = 0; r < 3; ++r) {
-    for (unsigned int c = 0; c < 3; ++c) a.e[r][c] = m(r, c);
+    for (unsigned int c = 0; c < 3; ++c) a(r, c) = m(r, c);
   }
   Quaternion q = ToQuaternion(a);
   for (unsigned int i = 0; i < iterations; ++i) {
@@ -236,8 +255,8 @@ void IterativeOrthonormalization(KbMatrix4Rf& m, unsigned int iterations) {
   const Matrix3d rotation = ToMatrix(q);
   for (unsigned int r = 0; r < 3; ++r) {
     SetRow(m, r,
-           {static_cast<float>(rotation.e[r][0]), static_cast<float>(rotation.e[r][1]),
-            static_cast<float>(rotation.e[r][2])});
+           {static_cast<float>(rotation(r, 0)), static_cast<float>(rotation(r, 1)),
+            static_cast<float>(rotation(r, 2))});
   }
   ResetTranslationRow(m);
 }

@@ -1,6 +1,6 @@
 #include "math/functions/KoExtrema.h"
 
-#include "math/functions/KoStreamValue.h"
+#include "base/KoStreamValue.h"
 
 template <class T>
 KoExtrema<T>::~KoExtrema() = default;

@@ -1,6 +1,6 @@
 #include "math/functions/KoFunctionConstant.h"
 
-#include "math/functions/KoStreamValue.h"
+#include "base/KoStreamValue.h"
 
 template <class In, class Out>
 KoFunctionConstant<In, Out>::~KoFunctionConstant() = default;

@@ -1,6 +1,6 @@
 #include "math/functions/KoFunctionInverse.h"
 
-#include "math/functions/KoStreamValue.h"
+#include "base/KoStreamValue.h"
 
 template <class In, class Out>
 KoFunctionInverse<In, Out>::~KoFunctionInverse() = default;

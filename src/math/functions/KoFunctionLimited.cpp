@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "math/functions/KoStreamValue.h"
+#include "base/KoStreamValue.h"
 
 template <class In, class Out>
 KoFunctionLimited<In, Out>::KoFunctionLimited(In minX, In maxX, Out invalidY)

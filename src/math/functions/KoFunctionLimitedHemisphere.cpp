@@ -1,7 +1,7 @@
 #include "math/functions/KoFunctionLimitedHemisphere.h"
 
 #include "KoFunctionFormulas.h"
-#include "math/functions/KoStreamValue.h"
+#include "base/KoStreamValue.h"
 
 template <class In, class Out>
 KoFunctionLimitedHemisphere<In, Out>::KoFunctionLimitedHemisphere()

@@ -1,6 +1,6 @@
 #include "math/functions/KoFunctionLimitedPyramid.h"
 
-#include "math/functions/KoStreamValue.h"
+#include "base/KoStreamValue.h"
 
 template <class In, class Out>
 KoFunctionLimitedPyramid<In, Out>::KoFunctionLimitedPyramid()

@@ -1,7 +1,7 @@
 #include "math/functions/KoFunctionLinear.h"
 
 #include "KoFunctionFormulas.h"
-#include "math/functions/KoStreamValue.h"
+#include "base/KoStreamValue.h"
 
 template <class T>
 KoFunctionLinear<T>::~KoFunctionLinear() = default;

@@ -3,7 +3,7 @@
 #include <limits>
 
 #include "KoFunctionFormulas.h"
-#include "math/functions/KoStreamValue.h"
+#include "base/KoStreamValue.h"
 
 template <class T>
 KoFunctionRampLinear<T>::KoFunctionRampLinear()

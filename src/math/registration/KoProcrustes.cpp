@@ -6,7 +6,8 @@
 
 #include "base/KbException.h"
 #include "base/KoArray2D.h"
-#include "math/functions/KoStreamValue.h"
+#include "base/KoStreamValue.h"
+#include "math/foundations/KoMatrixFixed.h"
 #include "math/registration/KoSingularValueDecomposition.h"
 #include "math/registration/KoTransformation.h"
 
@@ -20,36 +21,12 @@ constexpr std::uint32_t c_uiRotationVersion = 1;
 constexpr float c_fSquaredDistanceTolerance = 0x1p-46f;
 constexpr float c_fScalingTolerance = 0x1p-23f;
 
-// A 3x3 double matrix, row-major; (r, c) is row r, column c.
-class CMatrix3d {
- public:
-  static CMatrix3d Identity() {
-    CMatrix3d m;
-    m(0, 0) = m(1, 1) = m(2, 2) = 1.0;
-    return m;
-  }
-  double& operator()(unsigned int r, unsigned int c) { return m_values[3 * r + c]; }
-  double operator()(unsigned int r, unsigned int c) const { return m_values[3 * r + c]; }
-
- private:
-  double m_values[9] = {};
-};
-
-// The upper-left order x order block of the identity replaced by a factor
-// of the decomposition (KoArray2D: x is the column, y the row).
-CMatrix3d Embed(const KoArray2D<double>& factor, unsigned int order) {
-  CMatrix3d m = CMatrix3d::Identity();
-  for (unsigned int r = 0; r < order; ++r) {
-    for (unsigned int c = 0; c < order; ++c) m(r, c) = factor(c, r);
-  }
-  return m;
-}
+using Matrix3d = KoMatrixFixed<double, 3, 3>;
 
 // a * diag(d) * b^T, each element summed over k = 0, 1, 2 in that order,
 // with the diagonal applied to a's columns first.
-CMatrix3d TimesDiagonalTimesTransposed(const CMatrix3d& a, const double (&d)[3],
-                                       const CMatrix3d& b) {
-  CMatrix3d m;
+Matrix3d TimesDiagonalTimesTransposed(const Matrix3d& a, const double (&d)[3], const Matrix3d& b) {
+  Matrix3d m;
   for (unsigned int i = 0; i < 3; ++i) {
     for (unsigned int j = 0; j < 3; ++j) {
       double sum = (a(i, 0) * d[0]) * b(j, 0);
@@ -63,9 +40,9 @@ CMatrix3d TimesDiagonalTimesTransposed(const CMatrix3d& a, const double (&d)[3],
 
 // det(V U^T) by cofactors: of the upper-left 2x2 block in the planar case,
 // else along the first row of the 3x3 product.
-double DeterminantOfProduct(const CMatrix3d& v, const CMatrix3d& u, bool planar) {
+double DeterminantOfProduct(const Matrix3d& v, const Matrix3d& u, bool planar) {
   const double ones[3] = {1.0, 1.0, 1.0};
-  const CMatrix3d m = TimesDiagonalTimesTransposed(v, ones, u);
+  const Matrix3d m = TimesDiagonalTimesTransposed(v, ones, u);
   if (planar) return m(0, 0) * m(1, 1) - m(0, 1) * m(1, 0);
   return m(0, 0) * (m(1, 1) * m(2, 2) - m(1, 2) * m(2, 1)) -
          m(0, 1) * (m(1, 0) * m(2, 2) - m(1, 2) * m(2, 0)) +
@@ -104,9 +81,10 @@ void SquaredSums(const KbVector3f* a, const KbVector3f* b, unsigned int n, const
 // `Scale` is false when there is no normalisation: a multiplication by 1
 // would change nothing, so it is skipped.
 template <unsigned int Order, bool Scale>
-void CrossCovariance(const KbVector3f* a, const KbVector3f* b, unsigned int n, const KbVector3f& c1,
-                     const KbVector3f& c2, float s1, float s2, double (&h)[Order][Order]) {
-  double sum[Order][Order] = {};
+KoMatrixFixed<double, Order, Order> CrossCovariance(const KbVector3f* a, const KbVector3f* b,
+                                                    unsigned int n, const KbVector3f& c1,
+                                                    const KbVector3f& c2, float s1, float s2) {
+  KoMatrixFixed<double, Order, Order> sum;
   for (unsigned int i = 0; i < n; ++i) {
     KbVector3f ai = a[i] - c1;
     KbVector3f bi = b[i] - c2;
@@ -120,28 +98,21 @@ void CrossCovariance(const KbVector3f* a, const KbVector3f* b, unsigned int n, c
       bd[k] = bi[k];
     }
     for (unsigned int r = 0; r < Order; ++r) {
-      for (unsigned int c = 0; c < Order; ++c) sum[r][c] += bd[r] * ad[c];
+      for (unsigned int c = 0; c < Order; ++c) sum(r, c) += bd[r] * ad[c];
     }
   }
-  for (unsigned int r = 0; r < Order; ++r) {
-    for (unsigned int c = 0; c < Order; ++c) h[r][c] = sum[r][c];
-  }
+  return sum;
 }
 
 template <unsigned int Order>
 KoArray2D<double> CovarianceMatrix(const KbVector3f* a, const KbVector3f* b, unsigned int n,
                                    const KbVector3f& c1, const KbVector3f& c2, bool scale, float s1,
                                    float s2) {
-  double h[Order][Order];
-  if (scale) {
-    CrossCovariance<Order, true>(a, b, n, c1, c2, s1, s2, h);
-  } else {
-    CrossCovariance<Order, false>(a, b, n, c1, c2, s1, s2, h);
-  }
-  KoArray2D<double> matrix(Order, Order);
-  for (unsigned int r = 0; r < Order; ++r) {
-    for (unsigned int c = 0; c < Order; ++c) matrix(c, r) = h[r][c];
-  }
+  const KoMatrixFixed<double, Order, Order> h =
+      scale ? CrossCovariance<Order, true>(a, b, n, c1, c2, s1, s2)
+            : CrossCovariance<Order, false>(a, b, n, c1, c2, s1, s2);
+  KoArray2D<double> matrix;
+  ToArray2D(h, Order, Order, matrix);
   return matrix;
 }
 
@@ -224,13 +195,15 @@ void KoProcrustes::compute() {
   KoArray2D<double> uFactor, vFactor;
   svd.GetU(uFactor);
   svd.GetV(vFactor);
-  const CMatrix3d u = Embed(uFactor, order);
-  const CMatrix3d v = Embed(vFactor, order);
+  // In the planar case the 2x2 factors fill the upper-left blocks of
+  // identities.
+  const Matrix3d u = ToFixed<double, 3, 3>(uFactor);
+  const Matrix3d v = ToFixed<double, 3, 3>(vFactor);
 
   // d is about +1 or -1 and is used unrounded.
   double d[3] = {1.0, 1.0, 1.0};
   if (!m_flags.IsSet(eAllowReflection)) d[order - 1] = DeterminantOfProduct(v, u, planar);
-  const CMatrix3d r = TimesDiagonalTimesTransposed(v, d, u);
+  const Matrix3d r = TimesDiagonalTimesTransposed(v, d, u);
 
   // R maps column vectors; the row-vector matrix is its transpose.
   for (unsigned int i = 0; i < 3; ++i) {

@@ -1,25 +1,14 @@
 #include "math/registration/KoSingularValueDecomposition.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 #include <vector>
 
 #include "base/KbException.h"
+#include "math/foundations/KoMatrixFixed.h"
 
 namespace {
-
-// Row-major view of a KoArray2D: (row, column), the index order of the
-// published routine, where the array itself takes (x = column, y = row).
-template <class T>
-class RowMajor {
- public:
-  explicit RowMajor(KoArray2D<T>& array) : m_data(array.GetData()), m_columns(array.GetWidth()) {}
-  T& operator()(int row, int column) const { return m_data[std::size_t(row) * m_columns + column]; }
-
- private:
-  T* m_data;
-  std::size_t m_columns;
-};
 
 // |a| with the sign of b, where -0 counts as positive (b >= 0).
 template <class T>
@@ -44,24 +33,21 @@ bool Negligible(T x, T anorm) {
   return std::fabs(x) + anorm == anorm;
 }
 
-// Golub–Reinsch on u (m x n, overwritten by U), w (n) and v (n x n), as
-// "svdcmp" of Numerical Recipes in C, 2nd ed., shifted to zero-based
-// indices. Every expression keeps the published operation order, sums
-// included (they start from 0), so the results are the routine's bit for
-// bit.
-template <class T>
-void Decompose(KoArray2D<T>& uArray, KoMatrixDiagonal<T>& diagonal, KoArray2D<T>& vArray) {
-  const RowMajor<T> a(uArray);
-  const RowMajor<T> v(vArray);
-  const int m = int(uArray.GetHeight());
-  const int n = int(uArray.GetWidth());
+// Golub–Reinsch on a (m x n, overwritten by U), w (n) and v (n x n, zero on
+// entry), as "svdcmp" of Numerical Recipes in C, 2nd ed., shifted to
+// zero-based indices. Every expression keeps the published operation order,
+// sums included (they start from 0), so the results are the routine's bit
+// for bit. The matrices are KoMatrixView for any shape or KoMatrixFixed for
+// the 3x3 case, where the shape is known to the compiler and the loops
+// unroll; both run the same operations in the same order.
+template <class T, class MatrixA, class MatrixV>
+void Decompose(MatrixA& a, T* const w, MatrixV& v) {
+  const int m = int(a.GetRows());
+  const int n = int(a.GetColumns());
   // The superdiagonal work vector, on the stack for the small shapes.
   T rv1Small[4] = {};
   std::vector<T> rv1Large(n > 4 ? std::size_t(n) : 0, T(0));
   T* const rv1 = n > 4 ? rv1Large.data() : rv1Small;
-  // Straight to the diagonal's storage: through its virtual accessor every
-  // element access would be an opaque call.
-  T* const w = diagonal.GetData();
   T g = 0, scale = 0, anorm = 0, s = 0, f = 0, h = 0;
   int l = 0;
 
@@ -294,20 +280,20 @@ void KoSingularValueDecomposition<T>::SetInput(const KoArray2D<T>& a) {
 template <class T>
 void KoSingularValueDecomposition<T>::GetU(KoArray2D<T>& u) const {
   checkOutputData();
-  u = *m_u;
+  u = m_u;
 }
 
 template <class T>
 void KoSingularValueDecomposition<T>::GetW(KbArray<T>& w) const {
   checkOutputData();
-  w.Resize(m_w->GetSize());
-  for (unsigned int i = 0; i < m_w->GetSize(); ++i) w[i] = (*m_w)(i);
+  w.Resize(m_w.GetSize());
+  for (unsigned int i = 0; i < m_w.GetSize(); ++i) w[i] = m_w.GetData()[i];
 }
 
 template <class T>
 void KoSingularValueDecomposition<T>::GetV(KoArray2D<T>& v) const {
   checkOutputData();
-  v = *m_v;
+  v = m_v;
 }
 
 template <class T>
@@ -317,20 +303,32 @@ bool KoSingularValueDecomposition<T>::checkPreConditions() const {
 
 template <class T>
 void KoSingularValueDecomposition<T>::compute() {
-  m_u.reset();
-  m_w.reset();
-  m_v.reset();
   const unsigned int n = m_input->GetWidth();
-  m_u = std::make_unique<KoArray2D<T>>(*m_input);
-  m_w = std::make_unique<KoMatrixDiagonal<T>>(n);
-  m_v = std::make_unique<KoArray2D<T>>(n, n);
-  Decompose(*m_u, *m_w, *m_v);
+  if (m_w.GetSize() != n) m_w = KoMatrixDiagonal<T>(n);
+  // Straight to the diagonal's storage: through its virtual accessor every
+  // element access would be an opaque call.
+  T* const w = m_w.GetData();
+  std::fill(w, w + n, T(0));
+  if (n == 3 && m_input->GetHeight() == 3) {
+    // The Procrustes case, on the stack with the shape known to the compiler.
+    KoMatrixFixed<T, 3, 3> a = ToFixed<T, 3, 3>(*m_input);
+    KoMatrixFixed<T, 3, 3> v;
+    Decompose(a, w, v);
+    ToArray2D(a, 3, 3, m_u);
+    ToArray2D(v, 3, 3, m_v);
+  } else {
+    m_u = *m_input;
+    m_v = KoArray2D<T>(n, n);
+    KoMatrixView<T> a(m_u);
+    KoMatrixView<T> v(m_v);
+    Decompose(a, w, v);
+  }
   if (m_flags.IsSet(eSortDecreasing)) sortDecreasing();
 }
 
 template <class T>
 void KoSingularValueDecomposition<T>::sortDecreasing() {
-  KoMatrixDiagonal<T>& w = *m_w;
+  KoMatrixDiagonal<T>& w = m_w;
   const unsigned int n = w.GetSize();
   for (unsigned int k = 0; k + 1 < n; ++k) {
     unsigned int largest = k;
@@ -338,11 +336,11 @@ void KoSingularValueDecomposition<T>::sortDecreasing() {
       if (w(j) > w(largest)) largest = j;
     }
     if (largest == k) continue;
-    SwapColumns(*m_u, k, largest);
-    Negate(*m_u);
+    SwapColumns(m_u, k, largest);
+    Negate(m_u);
     std::swap(w(k), w(largest));
-    SwapColumns(*m_v, k, largest);
-    Negate(*m_v);
+    SwapColumns(m_v, k, largest);
+    Negate(m_v);
   }
 }
 

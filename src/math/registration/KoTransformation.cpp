@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "math/functions/KoStreamValue.h"
+#include "base/KoStreamValue.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "math/functions/KoStreamValue.h"
+#include "base/KoStreamValue.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <type_traits>
 
 #include "base/KbException.h"
-#include "math/functions/KoStreamValue.h"
+#include "base/KoStreamValue.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "math/functions/KoStreamValue.h"
+#include "base/KoStreamValue.h"
 
 namespace {
 

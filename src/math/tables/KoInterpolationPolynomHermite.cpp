@@ -1,7 +1,7 @@
 #include "math/tables/KoInterpolationPolynomHermite.h"
 
 #include "../functions/KoFunctionFormulas.h"
-#include "math/functions/KoStreamValue.h"
+#include "base/KoStreamValue.h"
 
 template <class T>
 KoInterpolationPolynomHermite<T>::KoInterpolationPolynomHermite(T p0, T m0, T p1, T m1)

@@ -1,4 +1,5 @@
-// Stream elements of the function records: one overload per value type.
+// Stream elements of records whose fields follow a value type (function
+// objects, tables, registration, rotations): one overload per value type.
 //
 // A float is written as a 32-bit float and a double as a 64-bit double, so
 // the float and double forms of a class have records of different lengths.
