@@ -267,6 +267,12 @@ TEST_F(KomathTest, PicturesRenderInARealRenderer) {
     const std::string svg = Read(m_dir / (std::string(p.name) + ".svg"));
     EXPECT_EQ(count(svg, "<circle"), p.circles) << p.name;
     EXPECT_EQ(count(svg, "<path"), 2 * p.views) << p.name;
+    if (p.views == 2) {
+      // x spans 8 (-4 to 4) over 240 pixels: the largest round length within
+      // a third of that is 2, a bar of 60 pixels ending 12 from the edge.
+      EXPECT_NE(svg.find("text-anchor=\"end\">2</text>"), std::string::npos);
+      EXPECT_NE(svg.find("<path d=\"M228.00 "), std::string::npos);
+    }
     const std::string command = "rsvg-convert -o '" + (m_dir / "out.png").string() + "' '" +
                                 (m_dir / (std::string(p.name) + ".svg")).string() + "'";
     ASSERT_EQ(std::system(command.c_str()), 0) << p.name;
@@ -351,6 +357,8 @@ TEST_F(KomathTest, GpaOnPlaneShapesNeverReflectsUnlessAllowed) {
       EXPECT_NEAR(determinant, reflect ? -1 : 1, 1e-6) << method;
     }
   }
+  const std::string text = Run("gpa -", shapes).out;
+  EXPECT_NE(text.find("shape 1 (<stdin>:6)\n  rotation R "), std::string::npos) << text;
 }
 
 TEST_F(KomathTest, RngGivesTheGeneratorsSequences) {
@@ -436,6 +444,7 @@ TEST_F(KomathTest, BadInputGetsItsMessageAndStatus) {
        "align: the least-squares scale is not positive"},
       {"align three.txt same.txt", "", 1, "align: all points of the source are identical"},
       {"gpa --aligned '' three.txt three.txt", "", 2, "--aligned needs a file name"},
+      {"gpa - three.txt -", "", 2, "can be read only once"},
       {"gpa --tolerance 0 -", "0 0\n1 0\n0 1\n\n0 0\n1 0.1\n0.2 1\n\n0 0\n0.9 0\n0 1.1\n", 1,
        "did not settle"},
       {"align - three.txt", "1 2 3\n4 5 6\n", 1, "three.txt has 3 points, <stdin> has 2"},
