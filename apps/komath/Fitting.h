@@ -3,9 +3,12 @@
 //
 // The fit conditions its data as a Chebyshev-style domain map does: x is
 // mapped to u = (x - shift) / scale in [-1, 1] and y is centred and scaled
-// before the float fit; the coefficients come back in double, both in u and
-// expanded in x. The chi-square is computed in double from the original data
-// and the coefficients in x that are returned, so it describes them.
+// before the float fit, which is refined with residuals formed in double
+// until its corrections stop shrinking (numpy's least-squares minimum, up to
+// the float rounding of its right-hand side); the coefficients come back in
+// double, both in u and expanded in x. The chi-square is computed in double
+// from the original data and the polynomial in u, which keeps its digits;
+// the form in x gives the same unless it is flagged ill-conditioned.
 //
 // Failures: bad input (too few points, non-positive sigma, non-finite
 // values, all x equal) throws InputError; a failed or non-finite
@@ -24,9 +27,10 @@ struct FitResult {
   std::vector<double> scaledCoefficients;  // in u = (x - shift) / scale, constant first
   double shift = 0;
   double scale = 1;
-  double chiSquare = 0;  // of `coefficients` on the original data
-  // True when the power-basis form in x loses most of its digits (the fit in
-  // u is then the one to use).
+  double chiSquare = 0;  // of the fitted polynomial (its form in u) on the original data
+  // True when the power-basis form in x loses most of its digits on the data
+  // (its terms sum to more than 1e8 times the largest |y|, so evaluating it
+  // in double keeps fewer digits than the float fit): use the fit in u.
   bool illConditioned = false;
 };
 
