@@ -68,7 +68,8 @@ enum class GpaMethod {
 
 struct GpaOptions {
   GpaMethod method = GpaMethod::eFull;
-  // Convergence distance of the mean, in the units of the unit-size mean.
+  // Convergence distance of the mean, in the units of the unit-size mean
+  // (rigid: of the reference shape's size, by which every shape is divided).
   double tolerance = 1e-6;
   std::size_t reference = 0;  // the shape that seeds the mean
   bool allowReflection = false;
