@@ -2,6 +2,8 @@
 // runs the built executable and compares what it prints with what the
 // library computes on the same data.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/wait.h>
 
 #include <cfloat>
@@ -47,11 +49,14 @@ class KomathTest : public ::testing::Test {
     text << std::ifstream(path, std::ios::binary).rdbuf();
     return text.str();
   }
-  // Runs komath with `arguments` (shell words) in the test's directory.
-  Result Run(const std::string& arguments, const std::string& input = "") {
+  // Runs komath with `arguments` (shell words) in the test's directory;
+  // standard output goes to `output` (read back only when it is the default).
+  Result Run(const std::string& arguments, const std::string& input = "",
+             const std::string& output = "stdout.txt") {
     Write("stdin.txt", input);
+    Write("stdout.txt", "");
     const std::string command = "cd '" + m_dir.string() + "' && '" KOMATH_EXE "' " + arguments +
-                                " < stdin.txt > stdout.txt 2> stderr.txt";
+                                " < stdin.txt > '" + output + "' 2> stderr.txt";
     const int raw = std::system(command.c_str());
     Result result;
     result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
@@ -325,7 +330,10 @@ TEST_F(KomathTest, BadInputGetsItsMessageAndStatus) {
       {"fit -", "1 2\n", 2, "--degree is required"},
       {"fit -d 99 -", "1 2\n", 2, "--degree"},
       {"det", "", 2, "FILE is required"},
-      {"align - -", "1 2 3\n4 5 6\n7 8 9\n", 1, "no numbers"},
+      {"align - -", "1 2 3\n4 5 6\n7 8 9\n", 2, "standard input ('-') is named twice"},
+      {"det -", "1,,2\n3,4\n", 1, "<stdin>:1: field 2 is empty (two commas in a row)"},
+      {"det -", "1 2\n3,4,\n", 1, "<stdin>:2: field 3 is empty (a comma ends the line)"},
+      {"rng --count -1", "", 2, "--count -1: a count cannot be negative"},
       {"align - three.txt", "1 2 3\n4 5 6\n", 1, "three.txt has 3 points, <stdin> has 2"},
       {"align - two.txt", "1 2 3\n4 5 6\n", 1, "only 2 points: an alignment needs at least 3"},
       {"align - three.txt --svg out.svg", "1 2 3\n4 inf 6\n", 1, "<stdin>:2: field 2 'inf'"},
@@ -350,6 +358,93 @@ TEST_F(KomathTest, BadInputGetsItsMessageAndStatus) {
     EXPECT_EQ(result.out, "") << c.arguments;
   }
   EXPECT_FALSE(fs::exists(m_dir / "out.svg"));
+}
+
+TEST_F(KomathTest, ByteOrderMarkIsSkipped) {
+  EXPECT_EQ(Run("det -",
+                "\xEF\xBB\xBF"
+                "1,2\n3,4\n")
+                .out,
+            "order 2\nsign -1\n");
+}
+
+TEST_F(KomathTest, WriteErrorsOfStandardOutputFailTheRun) {
+  // /dev/full takes no byte: every command, help included, must notice
+  // (help text goes through std::cout, whose errno is lost on the way).
+  for (const char* arguments : {"align", "det --exact three.txt", "rng -n 100000", "--help"}) {
+    Write("three.txt", "0 0 0\n1 0 0\n0 1 0\n");
+    const Result result = Run(arguments, "", "/dev/full");
+    EXPECT_EQ(result.status, 1) << arguments;
+    EXPECT_NE(result.err.find("komath: <stdout>: cannot write: "), std::string::npos)
+        << arguments << ": " << result.err;
+  }
+}
+
+TEST_F(KomathTest, OutputFilesAreOnlyRegularFiles) {
+  Write("three.txt", "0 0 0\n1 0 0\n0 1 0\n");
+  const std::string align = "align three.txt three.txt --svg ";
+  ASSERT_EQ(::mkfifo((m_dir / "fifo").c_str(), 0600), 0);
+  fs::create_directory(m_dir / "dir");
+  Write("target.svg", "kept");
+  fs::create_symlink("target.svg", m_dir / "link.svg");
+  fs::create_symlink("nowhere.svg", m_dir / "dangling.svg");
+  const std::pair<const char*, const char*> refused[] = {
+      {"fifo", "fifo: exists and is not a regular file"},
+      {"dir", "dir: is a directory"},
+      {"link.svg", "link.svg: is a symbolic link: refused"},
+      {"dangling.svg", "dangling.svg: is a symbolic link: refused"},
+  };
+  for (const auto& [path, message] : refused) {
+    const Result result = Run(align + path);
+    EXPECT_EQ(result.status, 1) << path;
+    EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+    EXPECT_EQ(result.out, "") << path;
+  }
+  EXPECT_TRUE(fs::is_fifo(m_dir / "fifo"));
+  EXPECT_TRUE(fs::is_symlink(m_dir / "link.svg"));
+  EXPECT_EQ(Read(m_dir / "target.svg"), "kept");
+  EXPECT_FALSE(fs::exists(m_dir / "nowhere.svg"));
+  // A regular file is replaced as a whole.
+  EXPECT_EQ(Run(align + "target.svg").status, 0);
+  EXPECT_EQ(Read(m_dir / "target.svg").rfind("<?xml", 0), 0u);
+  // A character device of our own (the null device's numbers), never the
+  // system's: creating one needs root.
+  if (::mknod((m_dir / "null").c_str(), S_IFCHR | 0600, makedev(1, 3)) != 0) {
+    GTEST_SKIP() << "mknod is not permitted here: the character device case is not run";
+  }
+  const Result device = Run(align + "null");
+  EXPECT_EQ(device.status, 1);
+  EXPECT_NE(device.err.find("null: exists and is not a regular file"), std::string::npos)
+      << device.err;
+  EXPECT_TRUE(fs::is_character_file(m_dir / "null"));
+}
+
+TEST_F(KomathTest, FailedComputationsSayWhyAndPrintNothing) {
+  Write("three.txt", "0 0 0\n1 0 0\n0 1 0\n");
+  Write("same.txt", "1 1 1\n1 1 1\n1 1 1\n");
+  // Translation only with a scale has no scale to give (0 / 0), and points
+  // that all coincide have no rotation.
+  for (const char* arguments :
+       {"align three.txt three.txt --translation-only --scale --svg out.svg",
+        "align same.txt same.txt --scale --svg out.svg"}) {
+    const Result result = Run(arguments);
+    EXPECT_EQ(result.status, 1) << arguments;
+    EXPECT_EQ(result.out, "") << arguments;
+    EXPECT_EQ(result.err.find("KbException"), std::string::npos) << result.err;
+    EXPECT_GT(result.err.size(), std::string("komath align: ").size() + 20) << result.err;
+  }
+  EXPECT_FALSE(fs::exists(m_dir / "out.svg"));
+}
+
+TEST_F(KomathTest, ClockSeededRngReportsItsSeed) {
+  const json first = RunJson("rng -n 3");
+  const std::string seed = std::to_string(first["seed"].get<std::uint32_t>());
+  EXPECT_EQ(RunJson("rng -n 3 --seed " + seed)["numbers"], first["numbers"]);
+  const Result text = Run("rng -n 3");
+  const std::size_t at = text.err.find("--seed ");
+  ASSERT_NE(at, std::string::npos) << text.err;
+  const std::string again = text.err.substr(at, text.err.find(' ', at + 7) - at);
+  EXPECT_EQ(Run("rng -n 3 " + again).out, text.out);
 }
 
 }  // namespace
