@@ -25,9 +25,18 @@ std::atomic<bool> g_standardInputTaken{false};
 
 std::string Quote(const char* begin, const char* end) {
   constexpr std::size_t kShown = 40;
-  std::string text(begin, std::min<std::size_t>(end - begin, kShown));
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '?';  // keep messages printable
+  // Messages stay printable ASCII: control bytes become '?', and bytes of
+  // other characters are spelled out (\xEF), so that an invisible one (a
+  // byte-order mark, a no-break space) shows.
+  std::string text;
+  for (const char* p = begin; p != end && p != begin + kShown; ++p) {
+    const auto byte = static_cast<unsigned char>(*p);
+    if (byte >= 0x80) {
+      static constexpr char kHex[] = "0123456789ABCDEF";
+      text += {'\\', 'x', kHex[byte >> 4], kHex[byte & 15]};
+    } else {
+      text += byte < 0x20 || byte == 0x7f ? '?' : *p;
+    }
   }
   if (std::size_t(end - begin) > kShown) text += "...";
   return "'" + text + "'";
