@@ -2,6 +2,7 @@
 // value as an integer times a power of two.
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <memory>
 #include <vector>
 
@@ -92,6 +93,14 @@ void RunDet(const DetOptions& options) {
     json["sign"] = sign;
     text += "sign " + std::to_string(sign) + "\n";
   } else {
+    // The work grows as the fourth power of the order (n^3 per prime, and
+    // the number of primes grows with n): say so before a long run.
+    if (order > 200) {
+      std::fprintf(stderr,
+                   "komath det: order %zu: the exact value takes about %.0f times as long as at "
+                   "order 100 (a fraction of a second)\n",
+                   order, std::pow(double(order) / 100, 4));
+    }
     const ExactDeterminant det = DetExact(values, order);
     const std::string power = std::to_string(det.powerOfTwo);
     const nlohmann::json approximation = Approximation(det);
