@@ -28,9 +28,7 @@ class InputError : public std::runtime_error {
  public:
   explicit InputError(const std::string& message) : std::runtime_error(message) {}
   // "file:line: message"; line 0 means the file as a whole ("file: message").
-  InputError(const std::string& file, std::uint64_t line, const std::string& message)
-      : std::runtime_error(file + (line != 0 ? ":" + std::to_string(line) : std::string()) + ": " +
-                           message) {}
+  InputError(const std::string& file, std::uint64_t line, const std::string& message);
 };
 
 class ComputationError : public std::runtime_error {

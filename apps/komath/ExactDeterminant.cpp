@@ -6,6 +6,7 @@
 #include <limits>
 #include <mutex>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include "Errors.h"
@@ -195,7 +196,8 @@ std::int64_t StripTwos(Natural& x) {
   return std::int64_t(limbs) * 64 + bits;
 }
 
-std::string Decimal(Natural x) {
+// The text is built backwards, sign last, and turned round once.
+std::string Decimal(Natural x, bool negative) {
   constexpr std::uint64_t kChunk = 10'000'000'000'000'000'000ull;  // 10^19
   std::string digits;
   while (!x.empty()) {
@@ -211,19 +213,21 @@ std::string Decimal(Natural x) {
       digits.push_back(char('0' + chunk % 10));
     }
   }
-  if (digits.empty()) digits = "0";
+  if (digits.empty()) digits.push_back('0');
+  if (negative) digits.push_back('-');
   return {digits.rbegin(), digits.rend()};
 }
 
-std::string Hexadecimal(const Natural& x) {
+std::string Hexadecimal(const Natural& x, bool negative) {
   static constexpr char kDigits[] = "0123456789abcdef";
   std::string digits;
   for (std::uint64_t limb : x) {
     for (int d = 0; d < 16; ++d, limb >>= 4) digits.push_back(kDigits[limb & 15]);
   }
   while (digits.size() > 1 && digits.back() == '0') digits.pop_back();
-  if (digits.empty()) digits = "0";
-  return "0x" + std::string(digits.rbegin(), digits.rend());
+  if (digits.empty()) digits.push_back('0');
+  digits += negative ? "x0-" : "x0";
+  return {digits.rbegin(), digits.rend()};
 }
 
 void CheckInput(std::span<const double> a, std::size_t n) {
@@ -286,8 +290,8 @@ ExactDeterminant DetExact(std::span<const double> a, std::size_t n) {
       throw ComputationError("the exact determinant is 0 but the library's exact sign is " +
                              std::to_string(librarySign));
     }
-    result.integer = "0";
-    result.hexadecimal = "0x0";
+    result.integer = Decimal({}, false);
+    result.hexadecimal = Hexadecimal({}, false);
     return result;
   };
   if (std::find(rowLow.begin(), rowLow.end(), kNone) != rowLow.end()) return zeroResult();
@@ -361,8 +365,8 @@ ExactDeterminant DetExact(std::span<const double> a, std::size_t n) {
                            " but the library's exact sign is " + std::to_string(librarySign));
   }
   result.powerOfTwo = power + StripTwos(value);
-  result.integer = (negative ? "-" : "") + Decimal(value);
-  result.hexadecimal = (negative ? "-" : "") + Hexadecimal(value);
+  result.hexadecimal = Hexadecimal(value, negative);
+  result.integer = Decimal(std::move(value), negative);
   return result;
 }
 
