@@ -57,6 +57,11 @@ TEST(NumberReaderTest, ByteOrderMarkIsSkippedAtTheStartOnly) {
             "text:1: field 1 '\\xEF\\xBB1' is not a number");
 }
 
+TEST(NumberReaderTest, CommentLinesAreSkippedAndBlankLinesKept) {
+  // Blank lines separate shapes; a line of nothing but a comment does not.
+  EXPECT_EQ(Lines("1 # a\n# only\n\n  # x\n \t\n2"), (Rows{{1}, {}, {}, {2}}));
+}
+
 TEST(NumberReaderTest, EmptyFieldsAreErrorsNamingLineAndField) {
   // Commas between blanks, in comments or in blank runs are fine.
   EXPECT_EQ(Lines("0, 1 ,2\n3\t,4 # c, d,,\n\n"), (Rows{{0, 1, 2}, {3, 4}, {}}));
