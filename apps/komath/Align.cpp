@@ -25,7 +25,6 @@ struct AlignCommandOptions {
   bool planar = false;
   bool translationOnly = false;
   std::string svg;
-  bool svgGiven = false;
   bool timing = false;
   bool json = false;
 };
@@ -65,10 +64,6 @@ void RunAlign(const AlignCommandOptions& options) {
   if (options.files.size() == 1) {
     throw UsageError("align needs two files, TARGET and SOURCE (or none for the built-in sample)");
   }
-  if (options.files.size() == 2 && options.files[0] == "-" && options.files[1] == "-") {
-    throw UsageError("standard input ('-') can be read only once: name at most one file '-'");
-  }
-  CheckOutputPath("--svg", options.svgGiven, options.svg);
   AlignOptions api;
   api.scale = ScaleMode(options.scale);
   api.allowReflection = options.allowReflection;
@@ -179,7 +174,7 @@ void RunAlign(const AlignCommandOptions& options) {
   }
 
   const Clock::time_point svgStart = Clock::now();
-  if (options.svgGiven) {
+  if (!options.svg.empty()) {
     PointSet moved{d, std::vector<double>(source.coordinates.size())};
     for (std::size_t i = 0; i < source.Count(); ++i) {
       for (std::size_t c = 0; c < d; ++c) {
@@ -222,10 +217,8 @@ void AddAlignCommand(CLI::App& app) {
   command->add_flag("--planar", options->planar, "rotate about the z axis only");
   command->add_flag("--translation-only", options->translationOnly,
                     "match the centroids only, no rotation");
-  command
-      ->add_option("--svg", options->svg,
-                   "write a picture of both sets before and after alignment (SVG)")
-      ->each([options](const std::string&) { options->svgGiven = true; });
+  AddOutputFileOption(*command, "--svg", options->svg,
+                      "write a picture of both sets before and after alignment (SVG)");
   command->add_flag("--timing", options->timing,
                     "report the time spent reading and aligning on standard error");
   command->footer(

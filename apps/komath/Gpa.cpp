@@ -22,7 +22,6 @@ struct GpaCommandOptions {
   bool allowReflection = false;
   std::size_t reference = 0;
   std::string aligned, svg;
-  bool alignedGiven = false, svgGiven = false;
   bool json = false;
 };
 
@@ -58,11 +57,6 @@ void RunGpa(const GpaCommandOptions& options) {
   if (!std::isfinite(options.tolerance) || options.tolerance < 0) {
     throw UsageError("--tolerance must be finite and >= 0");
   }
-  if (std::count(options.files.begin(), options.files.end(), "-") > 1) {
-    throw UsageError("standard input ('-') can be read only once: name at most one file '-'");
-  }
-  CheckOutputPath("--svg", options.svgGiven, options.svg);
-  CheckOutputPath("--aligned", options.alignedGiven, options.aligned);
   GpaOptions api;
   api.method = options.rigid     ? GpaMethod::eRigid
                : options.partial ? GpaMethod::ePartial
@@ -149,8 +143,8 @@ void RunGpa(const GpaCommandOptions& options) {
                             {"rounds", result.rounds},
                             {"mean_shape", jsonMean},
                             {"aligned", jsonAligned}};
-  if (options.alignedGiven) WriteOutputFile(options.aligned, AlignedText(result));
-  if (options.svgGiven) {
+  if (!options.aligned.empty()) WriteOutputFile(options.aligned, AlignedText(result));
+  if (!options.svg.empty()) {
     WriteOutputFile(options.svg, GpaSvg(PointSet{d, result.aligned}, m, PointSet{d, result.mean}));
   }
   Emit(text, json, options.json);
@@ -180,12 +174,10 @@ void AddGpaCommand(CLI::App& app) {
                       "results take (default 0)");
   command->add_flag("--allow-reflection", options->allowReflection,
                     "allow reflections instead of proper rotations (also in the plane)");
-  command
-      ->add_option("--aligned", options->aligned,
-                   "write the aligned shapes, one block of 'x y [z]' lines per shape")
-      ->each([options](const std::string&) { options->alignedGiven = true; });
-  command->add_option("--svg", options->svg, "draw the aligned shapes over the mean (SVG)")
-      ->each([options](const std::string&) { options->svgGiven = true; });
+  AddOutputFileOption(*command, "--aligned", options->aligned,
+                      "write the aligned shapes, one block of 'x y [z]' lines per shape");
+  AddOutputFileOption(*command, "--svg", options->svg,
+                      "draw the aligned shapes over the mean (SVG)");
   command->footer(
       "The default is the full Procrustes estimator (each shape scaled by its least-squares "
       "scale onto the mean, as in morphometrics). Shapes in the plane (two columns, or every "

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <iostream>
 
 #include "Commands.h"
 #include "Errors.h"
@@ -22,9 +23,13 @@ std::string FormatShortest(T value) {
   return std::string(text, result.ptr);
 }
 
-nlohmann::json NonFinite(double value) {
-  if (std::isnan(value)) return "nan";
-  return value > 0 ? "inf" : "-inf";
+[[noreturn]] void NonFinite(double value) {
+  throw ComputationError("the computation gave a result that is not finite (" + Format(value) +
+                         "): it overflowed or divided by zero at the scale of this input");
+}
+
+[[noreturn]] void StandardOutputFailed(int error) {
+  throw InputError("<stdout>", 0, std::string("cannot write: ") + std::strerror(error));
 }
 
 }  // namespace
@@ -37,7 +42,7 @@ std::string Format(double value) {
 }
 
 nlohmann::json Json(float value) {
-  if (!std::isfinite(value)) return NonFinite(value);
+  if (!std::isfinite(value)) NonFinite(value);
   // The double nearest to the float's shortest text prints as that text.
   const std::string text = Format(value);
   double widened = 0;
@@ -46,7 +51,7 @@ nlohmann::json Json(float value) {
 }
 
 nlohmann::json Json(double value) {
-  if (!std::isfinite(value)) return NonFinite(value);
+  if (!std::isfinite(value)) NonFinite(value);
   return value;
 }
 
@@ -77,10 +82,31 @@ std::string TextTable::Render(const std::string& indent) const {
 }
 
 void WriteOutputFile(const std::string& path, const std::string& content) {
+  if (path.empty()) throw UsageError("an output file path is empty");
   if (path == "-") {
-    std::fwrite(content.data(), 1, content.size(), stdout);
-    std::fflush(stdout);
+    WriteStandardOutput(content);
+    FlushStandardOutput();
     return;
+  }
+  // lstat, not stat: a symbolic link is judged as itself. Between this check
+  // and the rename another process could put something else at the path; the
+  // rename would then replace that entry, never write into a device or FIFO.
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) == 0) {
+    if (S_ISLNK(status.st_mode)) {
+      throw InputError(path, 0,
+                       "is a symbolic link: refused, since writing would replace the link with a "
+                       "file (name the link's target instead)");
+    }
+    if (!S_ISREG(status.st_mode)) {
+      throw InputError(
+          path, 0,
+          S_ISDIR(status.st_mode)
+              ? "is a directory: refused (an output file must be a regular file)"
+              : "exists and is not a regular file (a device, FIFO or socket): refused");
+    }
+  } else if (errno != ENOENT) {
+    throw InputError(path, 0, std::string("cannot write: ") + std::strerror(errno));
   }
   std::filesystem::path target(path);
   std::string pattern =
@@ -114,13 +140,45 @@ void WriteOutputFile(const std::string& path, const std::string& content) {
   }
 }
 
+void WriteStandardOutput(std::string_view text) {
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) StandardOutputFailed(errno);
+}
+
+void FlushStandardOutput() {
+  if (std::fflush(stdout) != 0) StandardOutputFailed(errno);
+}
+
+void FinishStandardOutput() {
+  // The command-line library prints help through std::cout, which writes
+  // through to stdout; ferror keeps a failure of such an unchecked write.
+  std::cout.flush();
+  const bool failedBefore = std::ferror(stdout) != 0 || !std::cout.good();
+  FlushStandardOutput();
+  if (std::fclose(stdout) != 0) StandardOutputFailed(errno);
+  if (failedBefore) StandardOutputFailed(EIO);
+}
+
 void AddJsonFlag(CLI::App& command, bool& json) {
   command.add_flag("--json", json, "print the result as a JSON document");
 }
 
+CLI::Option* AddOutputFileOption(CLI::App& command, const std::string& name, std::string& path,
+                                 const std::string& description) {
+  return command.add_option(name, path, description)
+      ->check(
+          [](const std::string& value) -> std::string {
+            if (value.empty()) return "needs a file name, not an empty one";
+            if (value == "-") {
+              return "cannot be '-': standard output carries the report; name a file instead";
+            }
+            return {};
+          },
+          "FILE");
+}
+
 void Emit(const std::string& text, const nlohmann::json& json, bool asJson) {
-  const std::string out = asJson ? json.dump(2) + "\n" : text;
-  std::fwrite(out.data(), 1, out.size(), stdout);
+  WriteStandardOutput(asJson ? json.dump(2) + "\n" : text);
+  FlushStandardOutput();
 }
 
 }  // namespace komath

@@ -5,13 +5,18 @@
 // pasted into another komath run, or parsed by any correct reader, gives
 // the library's value bit for bit. JSON output holds the same decimal text:
 // a float goes into the document as the double nearest to its shortest
-// text, which nlohmann-json prints back as that text. JSON has no NaN or
-// infinity; those become the strings "nan", "inf" and "-inf".
+// text, which nlohmann-json prints back as that text.
+//
+// Results are finite or not printed at all: Json() throws ComputationError
+// for NaN and infinities, and every command builds its JSON document (text
+// or not) before it prints anything, so a non-finite result fails the run
+// with nothing written. Format() prints them ("nan", "inf") for messages.
 #pragma once
 
 #include <nlohmann/json.hpp>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace komath {
@@ -19,6 +24,7 @@ namespace komath {
 std::string Format(float value);
 std::string Format(double value);
 
+// Throw ComputationError for a value that is not finite.
 nlohmann::json Json(float value);
 nlohmann::json Json(double value);
 template <class T>
@@ -47,8 +53,22 @@ class TextTable {
 
 // Writes `content` to `path` as a whole or not at all: the text goes to a
 // temporary file beside the target, which is renamed over it only once
-// everything is written. Throws InputError when that fails. "-" writes to
-// standard output.
+// everything is written. Only regular files are written: a path that exists
+// as anything else (a directory, a device, a FIFO, a socket) is refused, and
+// so is a symbolic link, whatever it points to, because the rename would
+// replace the link itself. "-" writes to standard output. Throws InputError
+// naming the path when the path is refused or the write fails (nothing is
+// left behind then), UsageError for an empty path.
 void WriteOutputFile(const std::string& path, const std::string& content);
+
+// Standard output with its errors reported: WriteStandardOutput throws
+// InputError ("<stdout>: cannot write: ...") when a write fails (a full
+// disk, /dev/full, a closed pipe's EPIPE); FlushStandardOutput also pushes
+// out what stdio still buffers. FinishStandardOutput flushes and closes the
+// stream at the end of a run, so that a failure of the very last write is
+// caught too; nothing may write to standard output after it.
+void WriteStandardOutput(std::string_view text);
+void FlushStandardOutput();
+void FinishStandardOutput();
 
 }  // namespace komath

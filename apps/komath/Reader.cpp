@@ -1,10 +1,12 @@
 #include "Reader.h"
 
+#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 namespace komath {
 namespace {
@@ -18,11 +20,23 @@ constexpr bool IsSeparator(char c) {
   return c == ' ' || c == '\t' || c == ',' || c == '\r' || c == '\v' || c == '\f';
 }
 
+// Set by the first reader of standard input in this process.
+std::atomic<bool> g_standardInputTaken{false};
+
 std::string Quote(const char* begin, const char* end) {
   constexpr std::size_t kShown = 40;
-  std::string text(begin, std::min<std::size_t>(end - begin, kShown));
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '?';  // keep messages printable
+  // Messages stay printable ASCII: control bytes become '?', and bytes of
+  // other characters are spelled out (\xEF), so that an invisible one (a
+  // byte-order mark, a no-break space) shows.
+  std::string text;
+  for (const char* p = begin; p != end && p != begin + kShown; ++p) {
+    const auto byte = static_cast<unsigned char>(*p);
+    if (byte >= 0x80) {
+      static constexpr char kHex[] = "0123456789ABCDEF";
+      text += {'\\', 'x', kHex[byte >> 4], kHex[byte & 15]};
+    } else {
+      text += byte < 0x20 || byte == 0x7f ? '?' : *p;
+    }
   }
   if (std::size_t(end - begin) > kShown) text += "...";
   return "'" + text + "'";
@@ -33,6 +47,9 @@ std::string Quote(const char* begin, const char* end) {
 NumberReader::NumberReader(const std::string& path, ReaderOptions options)
     : m_name(path == "-" ? "<stdin>" : path), m_options(options), m_buffer(kBlockSize) {
   if (path == "-") {
+    if (g_standardInputTaken.exchange(true)) {
+      throw UsageError("standard input ('-') is named twice: it can be read only once");
+    }
     m_file = stdin;
   } else {
     m_file = std::fopen(path.c_str(), "rb");
@@ -44,6 +61,9 @@ NumberReader::NumberReader(const std::string& path, ReaderOptions options)
   // The reader does its own blocking; stdio's buffer would only add a copy.
   std::setvbuf(m_file, nullptr, _IONBF, 0);
 }
+
+NumberReader::NumberReader(std::FILE* stream, std::string name, ReaderOptions options)
+    : m_name(std::move(name)), m_options(options), m_file(stream), m_buffer(kBlockSize) {}
 
 NumberReader::~NumberReader() {
   if (m_ownsFile) std::fclose(m_file);
@@ -84,6 +104,13 @@ bool NumberReader::fill() {
 }
 
 bool NumberReader::Next() {
+  if (!m_started) {
+    m_started = true;
+    constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
+    while (m_end < 3 && fill()) {
+    }
+    if (m_end >= 3 && std::memcmp(m_buffer.data(), kByteOrderMark, 3) == 0) m_begin = 3;
+  }
   for (;;) {
     const char* data = m_buffer.data();
     const void* newline =
@@ -121,12 +148,28 @@ bool NumberReader::Next() {
 
 void NumberReader::parseLine(const char* p, const char* end) {
   m_values.clear();
+  // Every comma needs a field before it and another after it, before the
+  // next comma or the end of the numbers; blanks alone are no field.
+  bool fieldOwed = false;
   while (true) {
-    while (p != end && IsSeparator(*p)) ++p;
-    if (p == end || *p == '#') return;
+    for (; p != end && IsSeparator(*p); ++p) {
+      if (*p != ',') continue;
+      if (fieldOwed || m_values.empty()) {
+        Fail("field " + std::to_string(m_values.size() + 1) + " is empty (" +
+             (m_values.empty() ? "a comma starts the line" : "two commas in a row") + ")");
+      }
+      fieldOwed = true;
+    }
+    if (p == end || *p == '#') {
+      if (fieldOwed) {
+        Fail("field " + std::to_string(m_values.size() + 1) + " is empty (a comma ends the line)");
+      }
+      return;
+    }
     const char* token = p;
     while (p != end && !IsSeparator(*p) && *p != '#') ++p;
     m_values.push_back(parseField(token, p, m_values.size() + 1));
+    fieldOwed = false;
   }
 }
 

@@ -1,11 +1,17 @@
 // NumberReader: streams a text file of numbers line by line.
 //
 // The format every subcommand reads: one record per line, numbers separated
-// by blanks, tabs or commas (runs of separators count as one), '#' starts a
-// comment that runs to the end of the line, CR-LF line ends are accepted.
+// by blanks, tabs or commas, '#' starts a comment that runs to the end of
+// the line, CR-LF line ends are accepted. Runs of blanks count as one
+// separator, but a comma ends a field: two commas with nothing but blanks
+// between them, or a comma at the start or end of the numbers of a line,
+// leave an empty field, which is an error ("0,,2" is not three numbers). A
+// UTF-8 byte-order mark at the start of the file is skipped.
 // Numbers are decimal (anything std::from_chars accepts, with an optional
 // leading '+') or hexadecimal floats with a "0x" prefix ("-0x1.8p+3"), which
-// carry a double exactly. The path "-" reads standard input.
+// carry a double exactly. The path "-" reads standard input, once per
+// process: a second reader of "-" throws UsageError, because standard input
+// has been read to its end by then (`komath align - -`).
 //
 // The file is read in large blocks and parsed in place: memory stays at one
 // block (plus the longest line) whatever the file's size, so a file of
@@ -34,8 +40,12 @@ struct ReaderOptions {
 
 class NumberReader {
  public:
-  // Opens `path` ("-" is standard input); throws InputError when it cannot.
+  // Opens `path` ("-" is standard input); throws InputError when it cannot,
+  // UsageError when "-" was opened before in this process.
   explicit NumberReader(const std::string& path, ReaderOptions options = {});
+  // Reads `stream`, which stays open and owned by the caller (a stream in
+  // memory, for instance); `name` is used in messages.
+  NumberReader(std::FILE* stream, std::string name, ReaderOptions options = {});
   ~NumberReader();
   NumberReader(const NumberReader&) = delete;
   NumberReader& operator=(const NumberReader&) = delete;
@@ -65,6 +75,7 @@ class NumberReader {
   std::FILE* m_file = nullptr;
   bool m_ownsFile = false;
   bool m_eof = false;
+  bool m_started = false;  // the byte-order mark check is done
   std::vector<char> m_buffer;
   std::size_t m_begin = 0;  // first unparsed byte of the buffer
   std::size_t m_end = 0;    // one past the last valid byte

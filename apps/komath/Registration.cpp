@@ -105,15 +105,12 @@ bool AllFinite(std::span<const double> values) {
 Rotation ProcrustesRotation(KoProcrustes& procrustes, const KbArray<KbVector3f>& first,
                             const KbArray<KbVector3f>& second, const std::string& step) {
   procrustes.SetInput(first, second);
-  try {
-    if (!procrustes.Compute(KoAlgorithm::eComputeDefault)) {
-      throw ComputationError(step + ": the alignment's pre-conditions failed");
-    }
-  } catch (const KbException&) {
-    throw ComputationError(step +
-                           ": the singular value decomposition of the cross-covariance did not "
-                           "converge (coordinates too large or not finite?)");
-  }
+  const bool computed =
+      LibraryStep(step,
+                  "the singular value decomposition of the cross-covariance "
+                  "did not converge (coordinates too large or not finite?)",
+                  [&] { return procrustes.Compute(KoAlgorithm::eComputeDefault); });
+  if (!computed) throw ComputationError(step + ": the alignment's pre-conditions failed");
   KbVector3f translation;
   KbMatrix4Rf rotation;
   procrustes.GetOutput(translation, rotation);

@@ -1,4 +1,5 @@
 // komath rng: numbers from the library's Mersenne-Twister generator.
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <memory>
@@ -16,14 +17,27 @@ namespace {
 struct RngOptions {
   std::optional<std::uint32_t> seed;
   std::vector<std::uint32_t> key;
-  std::uint64_t count = 10;
+  std::int64_t count = 10;
   std::vector<double> normal;
   bool uniform = false;
   std::optional<std::uint32_t> integerBound;
   bool json = false;
 };
 
+// A seed from the clock, for a run that names none: the nanoseconds of the
+// calendar time mixed (splitmix64's finalizer) into 32 bits.
+std::uint32_t ClockSeed() {
+  auto x = static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch() /
+                                      std::chrono::nanoseconds(1));
+  x = (x ^ (x >> 30)) * 0xbf58476d1ce4e5b9ull;
+  x = (x ^ (x >> 27)) * 0x94d049bb133111ebull;
+  return static_cast<std::uint32_t>(x ^ (x >> 31));
+}
+
 void RunRng(const RngOptions& options) {
+  if (options.count < 0) {
+    throw UsageError("--count " + std::to_string(options.count) + ": a count cannot be negative");
+  }
   if (!options.normal.empty() && (!std::isfinite(options.normal[0]) ||
                                   !std::isfinite(options.normal[1]) || options.normal[1] < 0)) {
     throw UsageError("--normal MEAN,SD needs a finite mean and a finite SD >= 0");
@@ -37,7 +51,16 @@ void RunRng(const RngOptions& options) {
     generator.Seed(options.key.data(), std::uint32_t(options.key.size()));
     seed = options.key;
   } else {
-    generator.Seed();  // from the clock: a different sequence every run
+    // From the clock, a different sequence every run; the seed is reported
+    // so that a run can be repeated with --seed.
+    const std::uint32_t clockSeed = ClockSeed();
+    generator.Seed(clockSeed);
+    seed = clockSeed;
+    if (!options.json) {
+      std::fprintf(stderr,
+                   "komath rng: seeded from the clock with %u (--seed %u repeats this run)\n",
+                   unsigned(clockSeed), unsigned(clockSeed));
+    }
   }
   std::string distribution = "uint32";
   if (!options.normal.empty()) {
@@ -55,18 +78,18 @@ void RunRng(const RngOptions& options) {
     if (options.integerBound) return std::to_string(generator.RandInt(*options.integerBound));
     return std::to_string(generator.RandInt());
   };
-  // Streamed: a count of billions needs no memory. Nothing can fail once
-  // the first number is out.
+  // Streamed: a count of billions needs no memory. Only writing can fail
+  // once the first number is out, and that stops the run at once.
   std::string block;
   const auto flush = [&] {
-    std::fwrite(block.data(), 1, block.size(), stdout);
+    WriteStandardOutput(block);
     block.clear();
   };
   if (options.json) {
     block = "{\n  \"distribution\": " + nlohmann::json(distribution).dump() +
             ",\n  \"seed\": " + seed.dump() + ",\n  \"numbers\": [";
   }
-  for (std::uint64_t i = 0; i < options.count; ++i) {
+  for (std::int64_t i = 0; i < options.count; ++i) {
     if (options.json) block += i == 0 ? "\n    " : ",\n    ";
     block += next();
     if (!options.json) block += '\n';
@@ -74,6 +97,7 @@ void RunRng(const RngOptions& options) {
   }
   if (options.json) block += options.count == 0 ? "]\n}\n" : "\n  ]\n}\n";
   flush();
+  FlushStandardOutput();
 }
 
 }  // namespace
@@ -102,7 +126,8 @@ void AddRngCommand(CLI::App& app) {
   uniform->excludes(integer);
   command->footer(
       "Without an option the numbers are the raw 32-bit outputs. Without --seed or --key the "
-      "generator is seeded from the clock.");
+      "generator is seeded from the clock, and the seed is reported (on standard error, or as "
+      "\"seed\" with --json) so that the run can be repeated.");
   AddJsonFlag(*command, options->json);
   command->callback([options] { RunRng(*options); });
 }

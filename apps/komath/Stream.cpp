@@ -1,10 +1,5 @@
 #include "Stream.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-
-#include "Errors.h"
 #include "Output.h"
 
 namespace komath {
@@ -12,10 +7,6 @@ namespace {
 
 // Large enough that the writes cost nothing next to the formatting.
 constexpr std::size_t c_bufferSize = 1 << 16;
-
-[[noreturn]] void Fail(int error) {
-  throw InputError("standard output", 0, std::string("cannot write: ") + std::strerror(error));
-}
 
 }  // namespace
 
@@ -25,11 +16,8 @@ void StreamWriter::Write(std::string_view text) {
 }
 
 void StreamWriter::flush() {
-  errno = 0;
-  if (std::fwrite(m_buffer.data(), 1, m_buffer.size(), stdout) != m_buffer.size() ||
-      std::fflush(stdout) != 0) {
-    Fail(errno != 0 ? errno : EIO);
-  }
+  WriteStandardOutput(m_buffer);
+  FlushStandardOutput();
   m_buffer.clear();
 }
 

@@ -198,13 +198,4 @@ std::string GpaSvg(const PointSet& aligned, std::size_t landmarks, const PointSe
   return svg + "</svg>\n";
 }
 
-void CheckOutputPath(const char* option, bool given, const std::string& path) {
-  if (!given) return;
-  if (path.empty()) throw UsageError(std::string(option) + " needs a file name");
-  if (path == "-") {
-    throw UsageError(std::string(option) +
-                     " -: standard output carries the report (text or --json); name a file");
-  }
-}
-
 }  // namespace komath

@@ -26,9 +26,4 @@ std::string GpaSvg(const PointSet& aligned, std::size_t landmarks, const PointSe
 
 constexpr unsigned c_maxDrawnPoints = 2000;
 
-// Usage checks of an output file named by `option` (e.g. "--svg") when it
-// was given: an empty name, and "-", since standard output carries the
-// report (text or JSON) already. Throws UsageError.
-void CheckOutputPath(const char* option, bool given, const std::string& path);
-
 }  // namespace komath
