@@ -47,11 +47,14 @@ bool SameBits(const Out& a, const Out& b) {
   return std::memcmp(&a, &b, sizeof(Out)) == 0;
 }
 
-// The batch in a fresh buffer and in place must both equal operator().
+// The batch in a fresh buffer and in place must both equal operator(); a
+// result span of another length throws before anything is written.
 template <class In, class Out>
 void ExpectBatchEqualsCalls(const IFunction<In, Out>& f, const std::vector<In>& x,
                             const char* name) {
-  std::vector<Out> y(x.size());
+  std::vector<Out> y(x.size() - 1);
+  EXPECT_THROW(f.Evaluate(x, y), KbException) << name;
+  y.resize(x.size());
   f.Evaluate(x, y);
   for (std::size_t i = 0; i < x.size(); ++i) {
     const Out expected = f(x[i]);

@@ -114,6 +114,9 @@ TEST(KoFtArrayConvolution, SweepsAreBitIdenticalAndMatchTheQuadrature) {
       EXPECT_NEAR(r[i], expected, tolerance) << run << " " << i;
     }
   }
+  // 3e7 + 0.5 rounds back to 3e7: no cell boundary lies below x + h, so that
+  // sample gets nothing, as for h = 0, while the one at 0 keeps its value.
+  EXPECT_EQ(Smooth({0, 3e7f}, {2, 5}, Case{0.5f, false, 0}), (KbArray<float>{2, 0}));
 }
 
 TEST(KoFtArrayConvolution, UnmetPreconditionsLeaveTheValuesAndBadInputTerminates) {
@@ -184,7 +187,7 @@ TEST(KoFtArrayConvolutionRecords, BytesReplayNaNTruncationAndMissingRecords) {
   ASSERT_TRUE(replay.Compute(0));  // the replayed inputs are still in place
   EXPECT_TRUE(replay.compareUnitTestResult());
 
-  KbArray<float> nan{NAN, 1};  // a NaN result differs from itself
+  KbArray<float> nan{1, NAN};  // a NaN result differs from itself, also the last one
   CProbe<float> floats;
   floats.SetInput(0.5f, x, false, 0, nan);
   KbStreamReadBinaryMemory nanStream(Record(floats));

@@ -90,6 +90,25 @@ TEST(TransformationTest, EveryChangeNotifiesOnceAndTheCopyConstructorNever) {
   EXPECT_TRUE(SameBits(copy, t));
 }
 
+// The translation absorbs a kept pivot move; IsEqualTol compares the
+// Frobenius distance inclusively (differences 3 and 4: distance 5).
+TEST(TransformationTest, KeptPivotMoveLeavesTheMappingWithinTolerance) {
+  KoTransformation t(KbVector3f(1.5f, -2.0f, 0.25f),
+                     KbMatrix4Rf(0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1),
+                     KbVector3f(2.0f, 3.0f, 0.5f));  // affine, unlike Sample()
+  const KbMatrix4Rf before = t;
+  t.SetRotationPivot(KbVector3f(-2.0f, 5.0f, 1.0f), true);
+  EXPECT_EQ(t.GetRotationPivot(), KbVector3f(-2.0f, 5.0f, 1.0f));
+  EXPECT_TRUE(t.IsEqualTol(before, 1e-5f));
+  t.SetRotationPivot(KbVector3f(0.1f, 0.7f, -3.0f), false);
+  EXPECT_FALSE(t.IsEqualTol(before, 1.0f));
+
+  KbMatrix4Rf off;
+  off(0, 1) = 3.0f, off(3, 2) = -4.0f;
+  EXPECT_TRUE(KoTransformation().IsEqualTol(off, 5.0f));
+  EXPECT_FALSE(KoTransformation().IsEqualTol(off, 4.9999995f));
+}
+
 TEST(TransformationTest, RecordHasTheVersionAfterTheTranslation) {
   ko_test::RecordBytes expected;
   expected.Put(1.5f).Put(-2.0f).Put(0.25f).U32(1);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -27,6 +28,7 @@ void ExpectNear(const Q& a, const Q& b, double tolerance) {
 
 TEST(QuaternionTest, HandCheckedValues) {
   EXPECT_EQ(Q(), Q::ZERO);
+  EXPECT_EQ(Q::ONE, Q(0, 0, 0, 1));
   EXPECT_EQ(Q().GetRotationMatrix(), KbMatrix4Rf());
   EXPECT_EQ(Q().GetRotationAngle(), 0.0f);
   EXPECT_EQ(KbVector4f(Q(1, 2, 3, 4)), KbVector4f(1, 2, 3, 4));
@@ -34,10 +36,20 @@ TEST(QuaternionTest, HandCheckedValues) {
   ExpectNear(quarter, Q(0, 0, 0.70710677f, 0.70710677f), c_eps);
   EXPECT_NEAR(quarter.GetRotationMatrix()(0, 1), -1.0f, 2 * c_eps);
   EXPECT_NEAR(quarter.GetRotationMatrix()(1, 0), 1.0f, 2 * c_eps);
+  EXPECT_NEAR(quarter.GetRotationAngle(), 1.5707964f, 2 * c_eps);
+  EXPECT_NEAR(Q(0.48f, -0.6f, 0.64f, -0.8f).GetRotationAngle(), 2 * std::atan2(1, -0.8), 8 * c_eps);
+  // Trace + 1 = 0.25 > 0.2: the trace formula, not normalised; the
+  // diagonal branch would give (0, 1, 0, 0).
+  EXPECT_EQ(Q(KbMatrix4Rf(-0.75f, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1)), Q(0, 0, 0, 0.25f));
   EXPECT_EQ(Q(KbMatrix4Rf(1, 0, 0, 0, 0, -1, 0, 0, 0, 0, -1, 0, 0, 0, 0, 1)), Q(1, 0, 0, 0));
   EXPECT_TRUE(Q(0, 0, 0, 1 + 0x1p-23f).IsNormalized());
   EXPECT_FALSE(Q(0, 0, 0, 1 + 3 * 0x1p-23f).IsNormalized());
   EXPECT_EQ(Q(0.5f, 0, 0, 5).Exp(), Q(0.5f, 0, 0, 0).Exp());
+  EXPECT_EQ(Q(0.6f, 0, 0, 1.25f).Log(), Q());  // acos(|w| > 1) is NaN, caught as no rotation
+  // (4; 1, 2, 3) (1; 1, 0, 0)^-1 = (4; 1, 2, 3) (1; -1, 0, 0) / 2 by hand.
+  EXPECT_EQ(Q(1, 2, 3, 4) / Q(1, 0, 0, 1), Q(-1.5f, -0.5f, 2.5f, 2.5f));
+  Q quotient(1, 2, 3, 4);
+  EXPECT_EQ(quotient /= Q(0, 0, 0, 2), Q(0.5f, 1, 1.5f, 2));
   EXPECT_EQ(Q(1e-20f, 0, 0, 1).GetRotationAxis(), KbVector3f(0, 0, 0));  // squares underflow
 }
 
@@ -93,6 +105,37 @@ TEST(QuaternionTest, InterpolationEdgeCases) {
   const KbVector3f axis(0.6f, 0, 0.8f);
   const Q cur(axis, 0.7f);
   ExpectNear(Q::SquadPoint(Q(axis, 0.4f), cur, Q(axis, 1.0f)), cur, 8 * c_eps);
+}
+
+// Squad(p, q, a, b, t) = slerp(slerp(p, q, t), slerp(a, b, t), 2t(1 - t)),
+// each slerp along the arc as given (no sign flip), evaluated in double.
+TEST(QuaternionTest, SquadNestsThreeSlerpsInDouble) {
+  using D = std::array<double, 4>;
+  auto arc = [](const D& a, const D& b, double t, bool& flat) {
+    double d = 0;
+    for (int k = 0; k < 4; ++k) d += a[k] * b[k];
+    flat = flat || std::fabs(d) > 0.94;  // where the library switches to lerp
+    const double theta = std::acos(d), s0 = std::sin((1 - t) * theta) / std::sin(theta),
+                 s1 = std::sin(t * theta) / std::sin(theta);
+    return D{a[0] * s0 + b[0] * s1, a[1] * s0 + b[1] * s1, a[2] * s0 + b[2] * s1,
+             a[3] * s0 + b[3] * s1};
+  };
+  auto wide = [](const Q& q) { return D{q.x, q.y, q.z, q.w}; };
+  std::mt19937 rng(6);
+  std::uniform_real_distribution<float> ut(0, 1);
+  int checked = 0;
+  for (int i = 0; i < 2000; ++i) {
+    const Q p = RandomUnit(rng), q = RandomUnit(rng), a = RandomUnit(rng), b = RandomUnit(rng);
+    const float t = ut(rng);
+    bool flat = false;
+    const D outer = arc(wide(p), wide(q), t, flat), inner = arc(wide(a), wide(b), t, flat);
+    const D expected = arc(outer, inner, 2.0 * t * (1 - t), flat);
+    if (flat) continue;
+    ExpectNear(Q::Squad(p, q, a, b, t), Q(expected[0], expected[1], expected[2], expected[3]),
+               256 * c_eps);
+    ++checked;
+  }
+  EXPECT_GT(checked, 1000);
 }
 
 TEST(QuaternionTest, LogAndExpAreInverseOnUnitQuaternions) {
