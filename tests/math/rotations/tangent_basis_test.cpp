@@ -33,6 +33,7 @@ TEST(TangentBasisTest, HandednessValidityAndEdgeCases) {
   left.Rotate(KbVector3f(0, 0, -1));  // opposite normal: N deliberately kept
   EXPECT_EQ(left.GetNormal(), n);
   EXPECT_EQ(left.GetTangent(), KbVector3f(-1, 0, 0));
+  EXPECT_EQ(left.GetBitangent(), KbVector3f(0, -1, 0));
   EXPECT_FALSE(std::signbit(left.GetTangent().y));  // 0 - 0 is +0
 
   KoTangentBasis parallel(KbVector3f(0, 0, 2), KbVector3f(0, 0, -5), KbVector3f(1, 1, 0));
