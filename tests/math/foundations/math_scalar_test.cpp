@@ -81,6 +81,8 @@ TEST(IntervalAndStepTests, MappingClampedEndsSmoothStepsExactValuesAndNaN) {
   EXPECT_EQ(SmootherStep(0, 1, 0.25f), 0.103515625f);
   EXPECT_TRUE(std::isnan(SmoothStep(0, 1, kNaN)));
   EXPECT_TRUE(std::isnan(SmootherStep(0, 1, kNaN)));
+  EXPECT_EQ(SmoothStep(0, INFINITY, INFINITY), 1.0f);  // the test, not inf / inf
+  EXPECT_EQ(SmootherStep(0, INFINITY, INFINITY), 1.0f);
 }
 
 }  // namespace

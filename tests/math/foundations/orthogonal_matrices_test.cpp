@@ -62,8 +62,8 @@ TEST(GramSchmidtTests, DriftedRotationsReflectionsLeadingRowsAndVanishingRows) {
   for (int trial = 0; trial < 200; ++trial) {
     KbMatrix4Rf drifted = OM::MakeXYZRotation(RandomAngles(rng, 1.5f));
     for (unsigned int i = 0; i < 12; ++i) drifted[i] += noise(rng);  // incl. the fourth column
-    drifted(3, 0) = 3.0f;
-    if (trial % 2 == 1) drifted = Diagonal(1, 1, -1) * drifted;  // reflection
+    for (unsigned int c = 0; c < 4; ++c) drifted(3, c) = 3.0f;       // a whole row to reset
+    if (trial % 2 == 1) drifted = Diagonal(1, 1, -1) * drifted;      // reflection
 
     for (unsigned int lead = 0; lead < 3; ++lead) {
       KbMatrix4Rf m = drifted;
@@ -120,6 +120,11 @@ TEST(IterativeOrthonormalizationTests,
   KbMatrix4Rf scaled = Diagonal(1.5f, 1.5f, 1.5f) * OM::MakeXYZRotation({0, 0, float(theta)});
   OM::IterativeOrthonormalization(scaled, 0);
   ExpectBlockNear(scaled, OM::MakeXYZRotation({0, 0, phi}), kTolerance);
+  // A rotation with a negative trace (the diagonal branch) is its own start.
+  const KbMatrix4Rf turn = OM::MakeXYZRotation({2.5f, 0.4f, -2.0f});
+  KbMatrix4Rf start = turn;
+  OM::IterativeOrthonormalization(start, 0);
+  ExpectBlockNear(start, turn, kTolerance);
 }
 
 // Well inside (-90, 90) degrees on Y the angles come back; near and at
