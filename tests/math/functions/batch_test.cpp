@@ -55,6 +55,7 @@ void ExpectBatchEqualsCalls(const IFunction<In, Out>& f, const std::vector<In>& 
   std::vector<Out> y(x.size() - 1);
   EXPECT_THROW(f.Evaluate(x, y), KbException) << name;
   y.resize(x.size());
+  std::memset(y.data(), 0xA5, y.size() * sizeof(Out));  // an element left unwritten shows
   f.Evaluate(x, y);
   for (std::size_t i = 0; i < x.size(); ++i) {
     const Out expected = f(x[i]);
@@ -66,6 +67,12 @@ void ExpectBatchEqualsCalls(const IFunction<In, Out>& f, const std::vector<In>& 
     EXPECT_EQ(std::memcmp(inPlace.data(), y.data(), y.size() * sizeof(Out)), 0) << name;
   }
 }
+
+// Only operator(): the interface's own batch, one call per element.
+template <class T>
+struct CSquare : IFunction<T, T> {
+  T operator()(T x) const override { return x * x; }
+};
 
 template <class T>
 class BatchEvaluation : public ::testing::Test {};
@@ -89,6 +96,7 @@ TYPED_TEST(BatchEvaluation, EveryClassBitIdenticalToOperatorCall) {
   constexpr T inf = std::numeric_limits<T>::infinity();
 
   const std::pair<const char*, std::unique_ptr<IFunction<T, T>>> functions[] = {
+      {"interface", std::make_unique<CSquare<T>>()},
       {"constant", std::make_unique<KoFunctionConstant<T, T>>(T(2.5))},
       {"linear", std::make_unique<KoFunctionLinear<T>>(T(0.3), T(-1.7))},
       {"inverse", std::make_unique<KoFunctionInverse<T, T>>(T(1.3), T(0.4))},

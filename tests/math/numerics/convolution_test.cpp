@@ -132,6 +132,10 @@ TEST(KoFtArrayConvolution, UnmetPreconditionsLeaveTheValuesAndBadInputTerminates
   convolution.SetInput(1, longer, false, 0, v);  // more positions than values
   EXPECT_FALSE(convolution.Compute(0));
   EXPECT_EQ(v, (KbArray<float>{1, 2, 3}));
+  convolution.SetInput(1, x, false, 0, v);
+  ASSERT_TRUE(convolution.Compute(0));
+  convolution.SetInput(1, x, false, 0, v);  // the result is stale again
+  EXPECT_FALSE(convolution.IsCalculated());
   // Finite work: unsorted, NaN positions or values, a period far below the
   // span, an infinite h on a line, the widest kernel allowed on a circle.
   for (const KbArray<float>& positions : {KbArray<float>{3, 0, 2, 1}, KbArray<float>{0, NAN, 2, 3},
