@@ -39,6 +39,7 @@ std::vector<T> Arguments() {
   x[9] = -std::numeric_limits<T>::infinity();
   x[10] = 0;
   x[11] = 1;
+  x[12] = -1, x[13] = 2;  // the domain ends of most functions below
   return x;
 }
 
