@@ -143,13 +143,6 @@ TEST(RandomNumberGeneratorRecordTest, BytesMatchTheReferenceStateAndReadBackCont
   Rng reader(1);
   ko_test::Read(reader, expected);
   for (int i = 0; i < 2000; ++i) ASSERT_EQ(reader.RandInt(), rng.RandInt()) << i;
-
-  Rng copy = reader;  // a copy runs on its own
-  for (int i = 0; i < 1000; ++i) reader.RandInt();
-  EXPECT_EQ(copy.RandInt(), rng.RandInt());
-  // The same second and likely the same tick: the class-wide counter
-  // separates clock seeds.
-  EXPECT_NE(Rng().RandInt(), Rng().RandInt());
 }
 
 TEST(RandomNumberGeneratorRecordTest, BadRecordsThrowAndLeaveTheGeneratorAsItWas) {
@@ -162,9 +155,6 @@ TEST(RandomNumberGeneratorRecordTest, BadRecordsThrowAndLeaveTheGeneratorAsItWas
   }
   const Bytes good = RecordYielding(1, 2);
   EXPECT_THROW(ko_test::Read(rng, Bytes(good.begin(), good.end() - 1)), KbExceptionEndOfStream);
-  Bytes version = good;
-  version[0] = 1;
-  EXPECT_THROW(ko_test::Read(rng, version), KbExceptionWrongFileVersion);
   EXPECT_EQ(ko_test::Write(rng), before);
 }
 
