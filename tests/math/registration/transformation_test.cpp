@@ -80,12 +80,15 @@ TEST(TransformationTest, EveryChangeNotifiesOnceAndTheCopyConstructorNever) {
            [&] { t.SetRotationPivot(KbVector3f(1, 1, 1), true); },
            [&] { t.SetRotationPivot(KbVector3f(2, 1, 1), false); }, [&] { t = KbMatrix4Rf(); },
            [&] { t.Reset(); },
-           // Every member is read back and copied, not just the composed matrix.
+           // Every member is read back, reset and copied, not just the matrix.
            [&] {
              t.Serialize(in);
              EXPECT_EQ(ko_test::Write(t), record);
            },
-           [&] { t.Reset(); },
+           [&] {
+             t.Reset();
+             EXPECT_EQ(ko_test::Write(t), ko_test::Write(KoTransformation()));
+           },
            [&] {
              t = Sample();
              EXPECT_EQ(ko_test::Write(t), record);
