@@ -40,6 +40,9 @@ TEST(QuaternionTest, HandCheckedValues) {
   // Trace + 1 = 0.25 > 0.2: the trace formula, not normalised; the
   // diagonal branch would give (0, 1, 0, 0).
   EXPECT_EQ(Q(KbMatrix4Rf(-0.75f, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1)), Q(0, 0, 0, 0.25f));
+  // Trace + 1 = -14: the largest diagonal element picks y (x would give
+  // (1, 0, 0, 0)), and (0, 2, 0, 0) is normalised.
+  EXPECT_EQ(Q(KbMatrix4Rf(-7.5f, 0, 0, 0, 0, 0, 0, 0, 0, 0, -7.5f, 0, 0, 0, 0, 1)), Q(0, 1, 0, 0));
   EXPECT_EQ(Q(KbMatrix4Rf(1, 0, 0, 0, 0, -1, 0, 0, 0, 0, -1, 0, 0, 0, 0, 1)), Q(1, 0, 0, 0));
   EXPECT_TRUE(Q(0x1p-11f, 0x1p-11f, 0, 1).IsNormalized());  // norm 1 + 2^-21 exactly
   EXPECT_FALSE(Q(0, 0, 0, 1 + 3 * 0x1p-23f).IsNormalized());
@@ -118,6 +121,9 @@ TEST(QuaternionTest, InterpolationEdgeCases) {
   const KbVector3f axis(0.6f, 0, 0.8f);
   const Q cur(axis, 0.7f);
   ExpectNear(Q::SquadPoint(Q(axis, 0.4f), cur, Q(axis, 1.0f)), cur, 8 * c_eps);
+  // Log(prev) = (0, 0, 0.5), Log(next) = 0: Exp((0, 0, -0.125)).
+  ExpectNear(Q::SquadPoint(Q(KbVector3f(0, 0, 1), 1.0f), Q::ONE, Q::ONE),
+             Q(0, 0, std::sin(-0.125f), std::cos(0.125f)), 4 * c_eps);
 }
 
 // Squad(p, q, a, b, t) = slerp(slerp(p, q, t), slerp(a, b, t), 2t(1 - t)),

@@ -49,6 +49,8 @@ TEST(RandomNumberGeneratorTest, SeedsFollowTheReferenceSequences) {
                                  3344332714u, 3355579695u, 227628506u, 810200273u, 2591290167u}) {
     EXPECT_EQ(keyed.RandInt(), expected);
   }
+  keyed.Seed(key, 4);  // reseeding a generator in use starts the sequence afresh
+  EXPECT_EQ(keyed.RandInt(), 1067595299u);
   // A key longer than the state mixes max(624, length) rounds. The outputs
   // are numpy's: RandomState(key)._bit_generator.random_raw(3) seeds an
   // array by the same init_by_array.

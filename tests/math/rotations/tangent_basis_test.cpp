@@ -21,6 +21,7 @@ TEST(TangentBasisTest, HandednessValidityAndEdgeCases) {
   const KbVector3f n(0, 0, 1), t(1, 0, 0);
   const KoTangentBasis right(n, t, 1.0f);
   EXPECT_EQ(right.GetBitangent(), KbVector3f(0, -1, 0));
+  EXPECT_EQ(KoTangentBasis(t, KbVector3f(0, 1, 1), 2.0f).GetBitangent(), KbVector3f(0, 2, -2));
   EXPECT_EQ(right.GetDeterminant(), -1.0f);
   EXPECT_FALSE(right.IsValid());
   KoTangentBasis left(n, t, -1.0f);
@@ -66,8 +67,11 @@ TEST(TangentBasisTest, RandomFramesInvertOrthonormalizeAndRotate) {
 // Truncations and round trips are swept in tests/records.
 TEST(TangentBasisRecordTest, BytesAreTheVersionThenNormalTangentBitangent) {
   const KoTangentBasis basis(KbVector3f(1, 2, 3), KbVector3f(4, 5, 6), KbVector3f(7, 8, 9.5f));
-  EXPECT_EQ(ko_test::Write(basis),
-            ko_test::Pack(0u, 1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f, 7.0f, 8.0f, 9.5f));
+  const ko_test::Bytes bytes = ko_test::Write(basis);
+  EXPECT_EQ(bytes, ko_test::Pack(0u, 1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f, 7.0f, 8.0f, 9.5f));
+  KoTangentBasis read;  // every vector read, into a basis that held other ones
+  ko_test::Read(read, bytes);
+  EXPECT_EQ(ko_test::Write(read), bytes);
 }
 
 }  // namespace
