@@ -138,7 +138,7 @@ std::vector<std::uint8_t> Record(CProbe<T>& probe) {
   return record.GetBuffer();
 }
 
-TEST(KoFtArrayConvolutionRecords, BytesReplayNaNTruncationAndMissingRecords) {
+TEST(KoFtArrayConvolutionRecords, BytesReplayNaNAndMissingRecords) {
   const KbArray<float> x{0.5f, 2.0f};
   KbArray<KbVector2f> v{{1, 2}, {3, 4}};
   CProbe<KbVector2f> probe, replay;
@@ -157,10 +157,6 @@ TEST(KoFtArrayConvolutionRecords, BytesReplayNaNTruncationAndMissingRecords) {
   EXPECT_THROW(replay.compareUnitTestResult(), KbException);  // no output yet
   ASSERT_TRUE(replay.Compute(0));
   replay.serializeUnitTestOutput(stream);
-  EXPECT_TRUE(replay.compareUnitTestResult());
-  KbStreamReadBinaryMemory truncated(record.data(), 50);
-  EXPECT_THROW(replay.serializeUnitTestInput(truncated), KbExceptionEndOfStream);
-  ASSERT_TRUE(replay.Compute(0));  // the replayed inputs are still in place
   EXPECT_TRUE(replay.compareUnitTestResult());
 
   KbArray<float> nan{1, NAN};  // a NaN result differs from itself, also the last one

@@ -1,4 +1,4 @@
-// The algorithm families in the registry and the matrix constants. The
+// The algorithm families in the registry. The
 // stored names of the classes a stream can create are pinned where they are
 // read: the record catalog's by-name round trip (tests/records) and the
 // golden file names of each algorithm.
@@ -20,16 +20,6 @@ TEST(RegistryTableTest, AlgorithmsSitInTheirFrameworkFamilies) {
   }
   EXPECT_EQ(KoProcrustes::RTTI.GetParent(), &KoProcrustesBase::RTTI);
   EXPECT_EQ(KoPolynomFit<float>::RTTI.GetParent(), &KoAlgorithm::RTTI);
-}
-
-TEST(RegistryTableTest, MatrixConstantsHoldIdentityAndLargestFiniteValues) {
-  for (unsigned int i = 0; i < 16; ++i) {
-    const bool diagonal = i % 5 == 0;
-    EXPECT_EQ(c_matIdentity[i], diagonal ? 1.0f : 0.0f);
-    EXPECT_EQ(c_matIdentityD[i], diagonal ? 1.0 : 0.0);
-    EXPECT_EQ(c_matInvalid[i], 3.4028235e38f);
-    EXPECT_EQ(c_matInvalidD[i], 1.7976931348623157e308);
-  }
 }
 
 }  // namespace
