@@ -2,6 +2,7 @@
 
 #include <cfloat>
 #include <limits>
+#include <memory>
 #include <optional>
 
 #include "math/registration/KoProcrustes.h"
@@ -156,6 +157,7 @@ TEST(KoProcrustesTest, BadInputFailsOrThrowsAndLeavesTheObjectUsable) {
     procrustes.SetInput(*first, *second);
     EXPECT_FALSE(procrustes.Compute(0));
     EXPECT_THROW(procrustes.GetOutput(translation), KbException);
+    EXPECT_THROW(procrustes.GetOutput(translation, *std::make_unique<KbMatrix4Rf>()), KbException);
     EXPECT_THROW(procrustes.GetScalings(s1, s2), KbException);
   }
   procrustes.SetInput(a, same);
