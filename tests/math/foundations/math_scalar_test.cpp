@@ -70,6 +70,7 @@ TEST(IntervalAndStepTests, MappingClampedEndsSmoothStepsExactValuesAndNaN) {
   EXPECT_EQ(MapIntervalClamped(-1, 0, 1, 5, 10), 0.0f);               // 0, not 5
   EXPECT_EQ(MapIntervalClamped(2, 0, 1, 5, 10), 10.0f);
   EXPECT_EQ(MapIntervalClamped(0.5f, 0, 1, 5, 10), 7.5f);
+  EXPECT_EQ(MapIntervalClamped(1, 0, 1, 0.3f, 0.1f), (0.1f - 0.3f) + 0.3f);  // t = 1: the formula
   EXPECT_TRUE(std::isnan(MapIntervalClamped(kNaN, 0, 1, 5, 10)));
 
   EXPECT_EQ(SmoothStep(0, 1, 0), 0.0f);

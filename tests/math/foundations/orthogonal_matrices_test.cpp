@@ -51,6 +51,11 @@ TEST(OrthogonalityTests, InclusiveThresholdsExactAffineElementsAndReflections) {
   KbMatrix4Rf almostAffine;
   almostAffine[15] = 0.999999f;
   EXPECT_FALSE(OM::IsRigidTransform(almostAffine));
+  for (unsigned int i : {3u, 7u, 11u}) {  // any one projective element
+    KbMatrix4Rf projective;
+    projective[i] = 0.5f;
+    EXPECT_FALSE(OM::IsRigidTransform(projective)) << i;
+  }
 
   EXPECT_TRUE(OM::IsRotation(Diagonal(1, 1, -1)));     // reflections pass
   EXPECT_FALSE(OM::IsRotation(Diagonal(2, 0.5f, 1)));  // det 1, not orthogonal
