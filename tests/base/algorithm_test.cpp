@@ -135,6 +135,8 @@ TEST_F(AlgorithmUnitTestFiles, WrittenFilesReplayRecreateAndReportCorruption) {
   std::filesystem::resize_file(path, size - 3);
   EXPECT_EQ(replay.runUnitTest(1), KoUnitTest::eError);
   EXPECT_EQ(replay.runUnitTest(5), KoUnitTest::eError);
+  replay.SetUnitTestDirectory(m_scratch / "elsewhere");  // forgets the listing
+  EXPECT_EQ(replay.getSubtestCount(), 0u);
 }
 
 TEST_F(AlgorithmUnitTestFiles, FilesNumberedFromTenThousandAreListedInNumericOrder) {

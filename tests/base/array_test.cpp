@@ -6,7 +6,6 @@
 #include "RecordTestSupport.h"
 #include "base/KbArray.h"
 #include "base/KbException.h"
-#include "base/KoArray2D.h"
 
 namespace {
 
@@ -69,13 +68,6 @@ TEST(ArrayTest, PushBackOfOwnElementSurvivesGrowth) {
   ASSERT_EQ(names.GetSize(), names.GetCapacity());  // the next append reallocates
   names.PushBack(names[0]);
   EXPECT_EQ(names[4], names[0]);
-}
-
-TEST(ArrayTest, Array2DIsRowMajorWithXAsColumn) {
-  KoArray2D<int> grid(3, 2);
-  EXPECT_TRUE(grid.GetWidth() == 3 && grid.GetHeight() == 2);
-  grid(2, 1) = 7;
-  EXPECT_EQ(grid.GetData()[1 * 3 + 2], 7);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The class registry and polymorphic records.
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <vector>
 
 #include "base/ISerializable.h"
@@ -73,6 +74,12 @@ TEST(RegistryTest, RecordsAreFoundByNameAndWalkTheirParents) {
   EXPECT_EQ(shapes, 1);
   EXPECT_EQ(circles, 1);
   EXPECT_EQ(algorithms, 1);
+  // A record that is not the newest leaves the list too.
+  auto older = std::make_unique<KbRTTI>(L"TestOlder", nullptr);
+  const KbRTTI newer(L"TestNewer", nullptr);
+  older.reset();
+  EXPECT_EQ(KbRTTI::Find(L"TestOlder"), nullptr);
+  EXPECT_EQ(KbRTTI::Find(L"TestNewer"), &newer);
 
   // The framework's own families.
   EXPECT_TRUE(KoMpAlgorithm::RTTI.IsKindOf(KoAlgorithm::RTTI));

@@ -77,12 +77,14 @@ TEST(StreamsTest, FileStreamsRoundTripAndReportMissingFiles) {
     KbStreamWriteBinaryFile out(path.string());
     out.WriteVersion(1);
     out.WriteDouble(1e300);
+    out.WriteBool(true);  // one byte
     out.Close();
   }
   KbStreamReadBinaryFile in(path.string());
-  EXPECT_EQ(in.GetRemainingBytes(), 12u);
+  EXPECT_EQ(in.GetRemainingBytes(), 13u);
   in.ReadAndCompareVersion(1);
   EXPECT_EQ(in.ReadDouble(), 1e300);
+  EXPECT_TRUE(in.ReadBool());
   EXPECT_THROW(in.ReadFloat(), KbExceptionEndOfStream);
 
   EXPECT_THROW(KbStreamReadBinaryFile("/nonexistent/komath.bin"), KbException);

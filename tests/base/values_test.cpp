@@ -28,6 +28,7 @@ TEST(ValuesTest, MatricesAreRowMajorRowVectorTransforms) {
   const KbMatrix4Rd identity;
   EXPECT_EQ(identity(2, 2), 1.0);
   EXPECT_EQ(identity(2, 3), 0.0);
+  EXPECT_FALSE(identity == KbMatrix4Rd::Filled(0));
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(identity.GetData()) % 16, 0u);
 
   // Scale x by 2, then translate by (1, 2, 3): the translation is row 3.
@@ -83,11 +84,12 @@ TEST(ValuesTest, FlagsCountersObserversAndDumps) {
   struct Point : KbIDumpable<1> {
     void dump(KbStreamWriteASCIIT<wchar_t>& s) const override {
       s << L"[" << 0.1f << L" " << 2.5 << L" " << 1e30f << L"]";
+      s.WriteInt(-42), s << L" ", s.WriteUInt(7);
     }
   } point;
   KbStreamWriteASCIIStringT<wchar_t> text;
   point.Dump(text);
-  EXPECT_EQ(text.GetString(), L"[0.1 2.5 1e+30]");
+  EXPECT_EQ(text.GetString(), L"[0.1 2.5 1e+30]-42 7");
 }
 
 }  // namespace

@@ -99,7 +99,8 @@ class KOMATH_API KoQuaternion {
   KbVector3f Transform(const KbVector3f& v) const;
 
   // For unit quaternions: (theta (x, y, z) / sin theta, 0) with theta =
-  // acos(w), and (0, 0, 0, 0) when sin theta <= 0. |w| > 1 gives NaN.
+  // acos(w), and (0, 0, 0, 0) when sin theta is not positive: w = +-1, and
+  // also |w| > 1 (not a unit quaternion) or a NaN w, whose acos is NaN.
   KoQuaternion Log() const;
   // (x, y, z) sin(theta) / theta with theta = |(x, y, z)|, and w = cos theta;
   // the scalar part of this is ignored. (0, 0, 0, 1) for a zero vector part.

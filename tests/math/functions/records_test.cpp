@@ -1,5 +1,5 @@
-// Stream records of the function objects: exact bytes and wrong versions
-// (corruptions and round trips of every class: tests/records).
+// Stream records of the function objects: exact bytes (wrong versions,
+// corruptions and round trips of every class: tests/records).
 #include <gtest/gtest.h>
 
 #include <cfloat>
@@ -34,32 +34,6 @@ TEST(FunctionRecordsTest, ConstantHemisphereLinearAndSplineRampBytes) {
   // tangent is not stored.
   EXPECT_EQ(Write(KoFunctionRampSpline<double>(0, 1, 2, 0.5, 3)),
             Pack(1u, 1u, 0.0, 1.0, 1u, 0.5, -1.5, 2.0, 3.0));
-}
-
-TEST(FunctionRecordsTest, WrongVersionsThrowAndKeepWhatWasNotYetRead) {
-  // The outer number is checked first, then the embedded one: both before
-  // anything of the hemisphere changes.
-  const Bytes hemisphereBytes =
-      Write(KoFunctionLimitedHemisphere<double, double>({1, 2}, 3, -4, 5, false));
-  for (std::size_t at : {0u, 4u}) {
-    Bytes corrupt = hemisphereBytes;
-    corrupt[at] = 7;
-    KoFunctionLimitedHemisphere<double, double> hemisphere;
-    KbStreamReadBinaryMemory in(corrupt);
-    EXPECT_THROW(hemisphere.Serialize(in), KbExceptionWrongFileVersion) << at;
-    EXPECT_EQ(Write(hemisphere), Write(KoFunctionLimitedHemisphere<double, double>()));
-  }
-
-  // A wrong line version comes after min and max: those two are kept.
-  Bytes rampBytes = Write(KoFunctionRampLinear<float>(-2, 6, 4, 1));
-  rampBytes[12] = 2;
-  KoFunctionRampLinear<float> ramp(0, 1, 1);
-  KbStreamReadBinaryMemory rampIn(rampBytes);
-  EXPECT_THROW(ramp.Serialize(rampIn), KbExceptionWrongFileVersion);
-  EXPECT_EQ(ramp.GetMin(), -2.f);
-  EXPECT_EQ(ramp.GetMax(), 6.f);
-  EXPECT_EQ(ramp.GetLength(), 1.f);
-  EXPECT_EQ(ramp.GetLine().GetGradient(), 1.f);
 }
 
 // A minimal vector-valued limited function: the record is the base's.

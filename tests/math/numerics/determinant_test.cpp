@@ -281,6 +281,10 @@ TEST(KoMpMatrixToDeterminantExactSignRecords, InputBytesBadElementSizeAndOlderAr
   badSize[21] = 4;  // the matrix record's element size
   KbStreamReadBinaryMemory badSizeStream(badSize);
   EXPECT_THROW(replay.serializeUnitTestInput(badSizeStream), KbExceptionWrongFileVersion);
+  ASSERT_TRUE(probe.Compute(0));
+  KbStreamWriteBinaryMemory output;  // versions, "calculated", the sign of 2 + 6
+  probe.serializeUnitTestOutput(output);
+  EXPECT_EQ(output.GetBuffer(), ko_test::Pack(0u, 1u, true, std::int32_t{1}));
 
   // Factor arrays in the older layout: count first, no marker or version.
   KbArray<KoFloatExact> numerator, denominator;
@@ -300,6 +304,11 @@ TEST(KoMpMatrixToDeterminantExactSignRecords, InputBytesBadElementSizeAndOlderAr
   replay.serializeUnitTestInput(olderStream);
   ASSERT_TRUE(replay.Compute(0));
   replay.serializeUnitTestOutput(olderStream);
+  EXPECT_TRUE(replay.compareUnitTestResult());
+  KbStreamWriteBinaryMemory factors;  // and as the algorithm writes it
+  probe.serializeUnitTestOutput(factors);
+  KbStreamReadBinaryMemory factorsStream(factors.GetBuffer());
+  replay.serializeUnitTestOutput(factorsStream);
   EXPECT_TRUE(replay.compareUnitTestResult());
 }
 

@@ -84,6 +84,10 @@ TEST(KoMpViterbi, CandidatesAtOrBelowMinusDblMax) {
   const SModel impossible{2, 1, {-INFINITY, NAN}, {0, 0, 0, 0}, {0, 0}};
   EXPECT_EQ(Decode(impossible, {0, 0, 0}), (Path{c_none, 1, 1}));
   EXPECT_EQ(Decode(impossible, {0}), Path{c_none});
+  // No transition is possible: back-tracking stops at the first step
+  // without a predecessor.
+  const SModel stuck{2, 1, {0, 0}, {-INFINITY, -INFINITY, -INFINITY, -INFINITY}, {0, 0}};
+  EXPECT_EQ(Decode(stuck, {0, 0, 0}), (Path{c_none, c_none, 1}));
 }
 
 TEST(KoMpViterbi, CallOrderPreconditionsExceptionsAndPathStorage) {

@@ -106,6 +106,14 @@ TEST(SvdTest, SortingNegatesBothFactorsWithEverySwap) {
     swapped3 += n == 3 && sorted.w != unsorted.w ? 1 : 0;
   }
   EXPECT_GT(swapped3, 0);
+  // Among equal values the first stays first: (1, 2, 2) swaps columns 0 and
+  // 1, then 1 and 2; taking the last maximum would swap 0 and 2 once.
+  KoArray2D<double> tied(3, 3);
+  tied(0, 0) = 1.0, tied(1, 1) = 2.0, tied(2, 2) = 2.0;
+  const Factors unsorted = Decompose(tied, false), sorted = Decompose(tied, true);
+  ASSERT_EQ(unsorted.w, Eigen::Vector3d(1, 2, 2));
+  const Factors expected = SortedByHand(unsorted);
+  EXPECT_TRUE(sorted.u == expected.u && sorted.v == expected.v);
 }
 
 TEST(SvdTest, BreakdownThrowsWithoutMessageAndLeavesTheObjectUsable) {

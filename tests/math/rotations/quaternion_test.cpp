@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -27,17 +28,32 @@ void ExpectNear(const Q& a, const Q& b, double tolerance) {
 
 TEST(QuaternionTest, HandCheckedValues) {
   EXPECT_EQ(Q(), Q::ZERO);
+  EXPECT_EQ(Q::ONE, Q(0, 0, 0, 1));
   EXPECT_EQ(Q().GetRotationMatrix(), KbMatrix4Rf());
   EXPECT_EQ(Q().GetRotationAngle(), 0.0f);
-  EXPECT_EQ(KbVector4f(Q(1, 2, 3, 4)), KbVector4f(1, 2, 3, 4));
   const Q quarter(KbVector3f(0, 0, 1), 1.5707964f);
   ExpectNear(quarter, Q(0, 0, 0.70710677f, 0.70710677f), c_eps);
   EXPECT_NEAR(quarter.GetRotationMatrix()(0, 1), -1.0f, 2 * c_eps);
   EXPECT_NEAR(quarter.GetRotationMatrix()(1, 0), 1.0f, 2 * c_eps);
+  EXPECT_NEAR(quarter.GetRotationAngle(), 1.5707964f, 2 * c_eps);
+  EXPECT_NEAR(Q(0.48f, -0.6f, 0.64f, -0.8f).GetRotationAngle(), 2 * std::atan2(1, -0.8), 8 * c_eps);
+  // Trace + 1 = 0.25 > 0.2: the trace formula, not normalised; the
+  // diagonal branch would give (0, 1, 0, 0).
+  EXPECT_EQ(Q(KbMatrix4Rf(-0.75f, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1)), Q(0, 0, 0, 0.25f));
+  // Trace + 1 = -14: the largest diagonal element picks y (x would give
+  // (1, 0, 0, 0)), and (0, 2, 0, 0) is normalised.
+  EXPECT_EQ(Q(KbMatrix4Rf(-7.5f, 0, 0, 0, 0, 0, 0, 0, 0, 0, -7.5f, 0, 0, 0, 0, 1)), Q(0, 1, 0, 0));
   EXPECT_EQ(Q(KbMatrix4Rf(1, 0, 0, 0, 0, -1, 0, 0, 0, 0, -1, 0, 0, 0, 0, 1)), Q(1, 0, 0, 0));
-  EXPECT_TRUE(Q(0, 0, 0, 1 + 0x1p-23f).IsNormalized());
+  EXPECT_TRUE(Q(0x1p-11f, 0x1p-11f, 0, 1).IsNormalized());  // norm 1 + 2^-21 exactly
   EXPECT_FALSE(Q(0, 0, 0, 1 + 3 * 0x1p-23f).IsNormalized());
   EXPECT_EQ(Q(0.5f, 0, 0, 5).Exp(), Q(0.5f, 0, 0, 0).Exp());
+  EXPECT_EQ(Q(0, 0, 0, 5).Exp(), Q::ONE);
+  EXPECT_EQ(Q(2, -3, 6, 1).GetRotationAxis(), KbVector3f(2.0f / 7, -3.0f / 7, 6.0f / 7));
+  EXPECT_EQ(Q(0.6f, 0, 0, 1.25f).Log(), Q());  // acos(|w| > 1) is NaN, caught as no rotation
+  // (4; 1, 2, 3) (1; 1, 0, 0)^-1 = (4; 1, 2, 3) (1; -1, 0, 0) / 2 by hand.
+  EXPECT_EQ(Q(1, 2, 3, 4) / Q(1, 0, 0, 1), Q(-1.5f, -0.5f, 2.5f, 2.5f));
+  Q quotient(1, 2, 3, 4);
+  EXPECT_EQ(quotient /= Q(0, 0, 0, 2), Q(0.5f, 1, 1.5f, 2));
   EXPECT_EQ(Q(1e-20f, 0, 0, 1).GetRotationAxis(), KbVector3f(0, 0, 0));  // squares underflow
 }
 
@@ -58,24 +74,36 @@ TEST(QuaternionTest, MatrixRoundTripsAndTransformAgreesWithTheMatrix) {
   }
 }
 
+using D = std::array<double, 4>;
+
+// The great arc from a to b at t in double, and whether |a . b| > 0.94, past
+// which the library's normalised lerp strays from the arc by up to ~5e-4.
+D Arc(const D& a, const D& b, double t, bool& flat) {
+  const double d = a[0] * b[0] + a[1] * b[1] + a[2] * b[2] + a[3] * b[3];
+  flat = flat || std::fabs(d) > 0.94;
+  const double theta = std::acos(d), s0 = std::sin((1 - t) * theta) / std::sin(theta),
+               s1 = std::sin(t * theta) / std::sin(theta);
+  return {a[0] * s0 + b[0] * s1, a[1] * s0 + b[1] * s1, a[2] * s0 + b[2] * s1,
+          a[3] * s0 + b[3] * s1};
+}
+
+D Wide(const Q& q) {
+  return {q.x, q.y, q.z, q.w};
+}
+
+void ExpectNear(const Q& q, const D& d, bool flat) {
+  ExpectNear(q, Q(float(d[0]), float(d[1]), float(d[2]), float(d[3])), flat ? 1e-3 : 64 * c_eps);
+}
+
 TEST(QuaternionTest, SlerpFollowsTheShorterGreatArcInDouble) {
   std::mt19937 rng(4);
   std::uniform_real_distribution<float> ut(0, 1);
   for (int i = 0; i < 5000; ++i) {
-    const Q a = RandomUnit(rng);
-    Q b = RandomUnit(rng);
+    const Q a = RandomUnit(rng), b = RandomUnit(rng);
     const float t = ut(rng);
-    const Q r = Q::Slerp(a, b, t);
-    double d = double(a.x) * b.x + double(a.y) * b.y + double(a.z) * b.z + double(a.w) * b.w;
-    if (d < 0) b = -b, d = -d;
-    const double theta = std::acos(d);
-    const double s0 = std::sin((1 - t) * theta) / std::sin(theta);
-    const double s1 = std::sin(t * theta) / std::sin(theta);
-    // Above 0.95 the normalised lerp strays from the arc by up to ~5e-4.
-    const double tolerance = d < 0.94 ? 64 * c_eps : 1e-3;
-    for (unsigned int k = 0; k < 4; ++k) {
-      EXPECT_NEAR(KbVector4f(r)[k], KbVector4f(a)[k] * s0 + KbVector4f(b)[k] * s1, tolerance);
-    }
+    bool flat = false;
+    const D expected = Arc(Wide(a), Wide(a.Dot(b) < 0 ? -b : b), t, flat);
+    ExpectNear(Q::Slerp(a, b, t), expected, flat);
   }
 }
 
@@ -93,6 +121,24 @@ TEST(QuaternionTest, InterpolationEdgeCases) {
   const KbVector3f axis(0.6f, 0, 0.8f);
   const Q cur(axis, 0.7f);
   ExpectNear(Q::SquadPoint(Q(axis, 0.4f), cur, Q(axis, 1.0f)), cur, 8 * c_eps);
+  // Log(prev) = (0, 0, 0.5), Log(next) = 0: Exp((0, 0, -0.125)).
+  ExpectNear(Q::SquadPoint(Q(KbVector3f(0, 0, 1), 1.0f), Q::ONE, Q::ONE),
+             Q(0, 0, std::sin(-0.125f), std::cos(0.125f)), 4 * c_eps);
+}
+
+// Squad(p, q, a, b, t) = slerp(slerp(p, q, t), slerp(a, b, t), 2t(1 - t)),
+// each slerp along the arc as given (no sign flip).
+TEST(QuaternionTest, SquadNestsThreeSlerpsInDouble) {
+  std::mt19937 rng(6);
+  std::uniform_real_distribution<float> ut(0, 1);
+  for (int i = 0; i < 2000; ++i) {
+    const Q p = RandomUnit(rng), q = RandomUnit(rng), a = RandomUnit(rng), b = RandomUnit(rng);
+    const float t = ut(rng);
+    bool flat = false;
+    const D outer = Arc(Wide(p), Wide(q), t, flat), inner = Arc(Wide(a), Wide(b), t, flat);
+    const D expected = Arc(outer, inner, 2.0 * t * (1 - t), flat);
+    if (!flat) ExpectNear(Q::Squad(p, q, a, b, t), expected, false);  // lerp: no arc
+  }
 }
 
 TEST(QuaternionTest, LogAndExpAreInverseOnUnitQuaternions) {

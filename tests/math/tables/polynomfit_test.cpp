@@ -49,17 +49,17 @@ TEST(PolynomFitTest, PreconditionsNeedOneSigmaPerPointAndMorePointsThanTheDegree
   EXPECT_TRUE(fit.Compute(Fit::eComputeDefault));  // exactly three points
 }
 
-// Same x everywhere: the first pivot (ties go to the later candidate, so the
-// highest power's column) reduces the rest to zeros and the elimination
-// stops there. Sixteen points keep every step exact; degree 9 takes the
-// path for sizes known only at run time.
+// Same x = 2 everywhere: the first pivot (ties go to the later candidate, so
+// the highest power's column) reduces the rest to zeros and the elimination
+// stops there. Sixteen points and powers of two keep every step exact;
+// degree 9 takes the path for sizes known only at run time.
 TEST(PolynomFitTest, SingularNormalMatrixStopsAtTheZeroPivotWithoutThrowing) {
   Points points(16);
   KbArray<float> sigmas(16);
-  for (unsigned int i = 0; i < 16; ++i) points[i] = {1, float(i + 1)}, sigmas[i] = 1;
+  for (unsigned int i = 0; i < 16; ++i) points[i] = {2, float(i + 1)}, sigmas[i] = 1;
   for (unsigned int degree : {2u, 9u}) {
     KbArray<float> coefficients, expected(degree + 1);
-    expected[degree] = 8.5f;  // the mean
+    expected[degree] = std::ldexp(8.5f, -int(degree));  // the mean over 2^degree
     Fit fit;
     fit.SetInput(points, sigmas, degree, coefficients);
     ASSERT_TRUE(fit.Compute(Fit::eComputeDefault));

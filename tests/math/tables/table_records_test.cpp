@@ -35,28 +35,6 @@ TEST(NonUniformRecordTest, ExactBytesOlderLayoutAndFieldsOutsideTheRecordKept) {
   EXPECT_EQ(ko_test::Write(read), ko_test::Write(TwoOfThree()));
 }
 
-// The element size is refused only where the slots cannot hold it; a count
-// beyond the stored slots is kept and written back, while only the stored
-// slots are evaluated.
-TEST(NonUniformRecordTest, OddRecordsAreAcceptedAndAFailedReadKeepsWhatItRead) {
-  NonUniformF read;
-  ko_test::Read(read, NonUniformRecord(4, 8, true));
-  EXPECT_EQ(read(1), 3.0f);  // (0, 1) to (2, 5)
-  EXPECT_EQ(ko_test::Write(read), NonUniformRecord(4, 8, true));
-  ko_test::RecordBytes narrow;  // four-byte elements fill the front of the slots
-  narrow.U32(2).Put(0.0f).Put(2.0f).U32(3).U32(4).Put(0.0f).Put(1.0f).Put(2.0f);
-  ko_test::Read(read, narrow.bytes);
-  EXPECT_EQ(read(1), 0.5f);  // (0, 1) to (2, 0)
-
-  EXPECT_THROW(ko_test::Read(read, NonUniformRecord(2, 16, true)), KbExceptionWrongFileVersion);
-  ko_test::RecordBytes marker;
-  marker.U32(5).Put(0.5f).Put(0.25f).U32(0xFFFFFFFF).U32(1).U32(0xFFFFFFFF).U32(8);
-  EXPECT_THROW(ko_test::Read(read, marker.bytes), KbExceptionWrongFileVersion);
-  ko_test::RecordBytes left;  // the three leading fields are in, the slots emptied
-  left.U32(5).Put(0.5f).Put(0.25f).U32(0xFFFFFFFF).U32(1).U32(0).U32(8);
-  EXPECT_EQ(ko_test::Write(read), left.bytes);
-}
-
 // Element size 0 with a huge count (two changed fields, beyond a one-byte
 // corruption) still may not allocate slots past the stream; a double
 // table's element size in a float table is a wrong version.

@@ -33,6 +33,10 @@ TYPED_TEST(UniformTableTest, LookupInBothModesAndAnUnknownOneInsideBelowAndBeyon
   EXPECT_EQ(table(1), 50);
   table.SetInterpolationType(static_cast<typename Uniform<T>::EInterpolationType>(2));
   EXPECT_EQ(table(T(0.5)), 0);
+  Uniform<T> unit(3, 0, 2);  // step 1
+  unit.SetInterpolationType(unit.eLinear);
+  unit[1] = 10, unit[2] = 30;
+  EXPECT_EQ(unit(T(1.5)), 20);
 }
 
 TYPED_TEST(UniformTableTest, SetAndAddSpreadOrRoundAndDropValuesBeyondTheGrid) {
@@ -48,6 +52,8 @@ TYPED_TEST(UniformTableTest, SetAndAddSpreadOrRoundAndDropValuesBeyondTheGrid) {
   EXPECT_EQ(table[2], f * 10 + f * 10);
   table.Set(1, 99);  // the last grid point: dropped in this mode
   EXPECT_EQ(table[4], 0);
+  table.Set(T(0.875), 4);  // the last interval still has its upper neighbour
+  EXPECT_EQ(table[4], 2);
   table.Reset(5, 0, 1);  // back to nearest-sample mode, all zero
   EXPECT_EQ(table.GetInterpolationType(), table.eNone);
   table.Set(T(0.3), 10);
