@@ -38,8 +38,10 @@ FitResult Fit(std::span<const double> x, std::span<const double> y, std::span<co
 // Exact tent-kernel smoothing of irregular samples: n positions `x` and
 // n * components values `y` (components 1 to 3, sample after sample) are
 // smoothed with half-width `halfWidth`; with a period the samples lie on a
-// circle of that length. Writes n * components values to `out`, which may
-// not overlap `y`.
+// circle of that length. Positions must not decrease. Writes n * components
+// values to `out`, which may be `y` itself (smoothing in place, which saves
+// the memory of a second copy) but must not overlap it otherwise. A
+// half-width of 0 gives zeros, as the library's convolution defines it.
 void Smooth(std::span<const double> x, std::span<const double> y, std::size_t components,
             double halfWidth, std::optional<double> period, std::span<double> out);
 

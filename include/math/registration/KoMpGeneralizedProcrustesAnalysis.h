@@ -26,6 +26,9 @@
 // without a message. Every converging run takes the same steps as an
 // uncapped one.
 //
+// Errors follow the family's convention: KbException without a message,
+// whatever the cause (a bad shape index included).
+//
 // Bad input: Compute returns false unless the pre-conditions hold (see
 // checkPreConditions). A shape whose alignment fails (the decomposition
 // does not converge, for instance on NaN coordinates) makes Compute throw
@@ -66,6 +69,20 @@ class KOMATH_API KoMpGeneralizedProcrustesAnalysis : public KoMpAlgorithm {
     // GetMeanShape returns the mean in the reference's size (times
     // 1 / reference scale); it stays centred at the origin.
     eMeanShapeInReferenceScale = 32,
+    // Every alignment runs with KoProcrustes::ePlanar: rotations about the
+    // z axis only. Shapes in the plane z = 0 then stay in it and are never
+    // mirrored (a 3-D rotation could turn the plane over).
+    ePlanar = 64,
+    // The full Procrustes estimator: after its alignment each shape is
+    // scaled by its least-squares scale onto the current mean,
+    // beta = <shape, mean> / <shape, shape>, and the mean is recomputed from
+    // these scaled shapes (and normalised) until it settles. The mean is
+    // then the dominant eigenvector of the shapes' second-moment matrix, as
+    // in the morphometrics literature. Without the bit every shape keeps
+    // unit size (the partial estimator). The scalings include beta.
+    eFullProcrustes = 128,
+    // Every alignment runs with KoProcrustes::eAllowReflection.
+    eAllowReflection = 256,
   };
 
   // The largest number of mean-iteration rounds before Compute gives up.
@@ -130,8 +147,9 @@ class KOMATH_API KoMpGeneralizedProcrustesAnalysis : public KoMpAlgorithm {
   // centroid and factor are kept as reference centre and scale.
   void initializeMeanShape();
   // Aligns shape i to the mean with `procrustes` (reused across shapes) and
-  // fills its results and corrected landmarks; false when the alignment
-  // fails. On the first pass the reference is taken as it is.
+  // fills its results and corrected landmarks (scaled onto the mean with
+  // eFullProcrustes); false when the alignment fails. On the first pass the
+  // reference is taken as it is.
   bool alignShape(KoProcrustes& procrustes, std::uint32_t i);
   void alignAllShapes(KoProcrustes& procrustes);
   // Fills `candidate` with the normalised mean of the corrected landmarks;

@@ -95,6 +95,8 @@ void KoMpGeneralizedProcrustesAnalysis::compute() {
   initializeMeanShape();
   KoProcrustes procrustes;
   procrustes.GetFlags().Set(KoProcrustes::eNormalizeScale);
+  procrustes.GetFlags().Set(KoProcrustes::ePlanar, m_flags.IsSet(ePlanar));
+  procrustes.GetFlags().Set(KoProcrustes::eAllowReflection, m_flags.IsSet(eAllowReflection));
   alignAllShapes(procrustes);
   if (m_flags.IsSet(eSinglePass)) return;  // the first-pass flag stays set
 
@@ -158,6 +160,21 @@ bool KoMpGeneralizedProcrustesAnalysis::alignShape(KoProcrustes& procrustes, std
   for (std::uint32_t j = 0; j < m_landmarkCount; ++j) {
     corrected[j] = matrix.TransformPoint(shape[j]) * scaling;
   }
+  if (m_flags.IsSet(eFullProcrustes)) {
+    // beta = <corrected, mean> / <corrected, corrected>: the corrected shape
+    // is of unit size up to rounding, but the quotient keeps beta exact for
+    // what was computed. Sums in double, in landmark order.
+    double product = 0.0, squares = 0.0;
+    for (std::uint32_t j = 0; j < m_landmarkCount; ++j) {
+      const KbVector3f& p = corrected[j];
+      const KbVector3f& q = m_meanShape[j];
+      product += double(p.x) * q.x + double(p.y) * q.y + double(p.z) * q.z;
+      squares += double(p.x) * p.x + double(p.y) * p.y + double(p.z) * p.z;
+    }
+    const float beta = static_cast<float>(product / squares);
+    for (KbVector3f& p : corrected) p *= beta;
+    m_scalings[i] = scaling * beta;
+  }
   return true;
 }
 
@@ -180,7 +197,7 @@ bool KoMpGeneralizedProcrustesAnalysis::computeMeanShapeAndCompare(
 }
 
 void KoMpGeneralizedProcrustesAnalysis::checkShapeIndex(std::uint32_t i) const {
-  if (i >= m_translations.GetSize()) throw KbException("shape index out of range");
+  if (i >= m_translations.GetSize()) throw KbException();
 }
 
 void KoMpGeneralizedProcrustesAnalysis::GetOutputOfShape(std::uint32_t i,

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <Eigen/Eigenvalues>
+#include <complex>
 #include <limits>
 
 #include "math/registration/KoMpGeneralizedProcrustesAnalysis.h"
@@ -27,6 +29,19 @@ Shapes PerturbedCopies(std::mt19937& random, unsigned int n, unsigned int k, flo
       p += KbVector3f{perturbation(random), perturbation(random), perturbation(random)};
   }
   if (shape != nullptr) *shape = original;
+  return shapes;
+}
+
+// The same in the plane z = 0: rotations about z only, noise in x and y.
+Shapes PlaneCopies(std::mt19937& random, unsigned int n, unsigned int k, float noise) {
+  Shapes shapes = PerturbedCopies(random, n, k, 0.0f);
+  std::uniform_real_distribution<double> angle(-3, 3);
+  std::normal_distribution<float> perturbation(0.0f, noise);
+  for (Points& copy : shapes) {
+    const Eigen::Matrix3d r(Eigen::AngleAxisd(angle(random), Eigen::Vector3d::UnitZ()));
+    copy = Similarity(shapes[0], r, Eigen::Vector3d(angle(random), angle(random), 0));
+    for (KbVector3f& p : copy) p = {p.x + perturbation(random), p.y + perturbation(random), 0};
+  }
   return shapes;
 }
 
@@ -165,6 +180,77 @@ TEST(KoMpGeneralizedProcrustesAnalysisTest, BadInputFailsOrThrows) {
     EXPECT_LE(gpa.GetRoundCount(), Gpa::c_uiMaxRounds);
   } catch (const KbException&) {
     EXPECT_EQ(gpa.GetRoundCount(), Gpa::c_uiMaxRounds);
+  }
+}
+
+// Planar copies of a plane shape, one of them mirrored: with ePlanar every
+// rotation turns about z only and keeps the plane's orientation (the mirror
+// stays a mirror image); without it the mirror's rotation turns the plane
+// over; with eAllowReflection too the mirror is reflected in the plane.
+TEST(KoMpGeneralizedProcrustesAnalysisTest, PlanarShapesAreNeverTurnedOver) {
+  std::mt19937 random(17);
+  Shapes shapes = PlaneCopies(random, 12, 5, 0.05f);
+  for (KbVector3f& p : shapes[3]) p.x = -p.x;
+  for (const std::uint32_t bits : {0u, 64u, 64u | 256u}) {
+    Gpa gpa;
+    gpa.GetFlags().SetBits(bits);
+    gpa.SetInput(shapes, 0);
+    ASSERT_TRUE(gpa.Compute(0));
+    KbArray<KbVector3f> translations;
+    KbArray<KbMatrix4Rf> rotations;
+    gpa.GetOutput(translations, rotations);
+    for (unsigned int i = 0; i < shapes.GetSize(); ++i) {
+      const Eigen::Matrix3d r = ColumnRotation(rotations[i]);
+      const bool mirrored = i == 3;
+      EXPECT_NEAR(r(2, 2), bits == 0 && mirrored ? -1.0 : 1.0, 1e-5) << bits << " " << i;
+      const double inPlane = r.topLeftCorner<2, 2>().determinant();
+      EXPECT_NEAR(inPlane, mirrored && bits != 64 ? -1.0 : 1.0, 1e-5) << bits << " " << i;
+    }
+  }
+}
+
+// The full estimator of plane shapes has a closed form (Kent 1994): with
+// the centred unit-size shapes as complex vectors z_i, the mean is the
+// dominant eigenvector of sum z_i z_i^*, and each shape's least-squares
+// scale onto it is |z_i^* mean|. Eigen's Hermitian solver is the reference.
+// The partial mean is another shape.
+TEST(KoMpGeneralizedProcrustesAnalysisTest, FullProcrustesMeanIsTheDominantEigenvector) {
+  std::mt19937 random(23);
+  Shapes shapes = PlaneCopies(random, 10, 6, 8.0f);
+  std::vector<Eigen::VectorXcd> z;
+  Eigen::MatrixXcd moments = Eigen::MatrixXcd::Zero(10, 10);
+  for (const Points& shape : shapes) {
+    Eigen::VectorXcd v(10);
+    for (unsigned int j = 0; j < 10; ++j) v(j) = {shape[j].x, shape[j].y};
+    v.array() -= v.mean();
+    z.push_back(v.normalized());
+    moments += z.back() * z.back().adjoint();
+  }
+  const Eigen::VectorXcd expected =
+      Eigen::SelfAdjointEigenSolver<Eigen::MatrixXcd>(moments).eigenvectors().col(9);
+  for (const bool full : {true, false}) {
+    Gpa gpa;
+    gpa.GetFlags().Set(Gpa::eFullProcrustes, full);
+    gpa.GetFlags().Set(Gpa::ePlanar);
+    gpa.SetInput(shapes, 0);
+    gpa.SetParameters(1e-6f);
+    ASSERT_TRUE(gpa.Compute(0));
+    Points mean;
+    gpa.GetMeanShape(mean);
+    Eigen::VectorXcd m(10);
+    for (unsigned int j = 0; j < 10; ++j) m(j) = {mean[j].x, mean[j].y};
+    // 1 - |<m, expected>| is half the squared distance up to a phase.
+    const double gap = 1 - std::abs(expected.dot(m));
+    if (full) {
+      EXPECT_LE(gap, 4 * 0x1p-24);  // float rounding of a unit vector
+      Shapes corrected;
+      gpa.GetCorrectedLandmarks(corrected);
+      for (unsigned int i = 0; i < shapes.GetSize(); ++i) {
+        EXPECT_NEAR(ToEigen(corrected[i]).norm(), std::abs(z[i].dot(m)), 1e-5) << i;
+      }
+    } else {
+      EXPECT_GE(gap, 1e-5);
+    }
   }
 }
 

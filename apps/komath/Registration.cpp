@@ -1,0 +1,458 @@
+#include "Registration.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+#include "Errors.h"
+#include "base/KbException.h"
+#include "math/registration/KoMpGeneralizedProcrustesAnalysis.h"
+#include "math/registration/KoProcrustes.h"
+
+namespace komath {
+namespace {
+
+using Rotation = std::array<double, 9>;  // 3 x 3, row after row, row-vector convention
+
+// One point set centred and scaled in double: what the float library sees.
+struct Conditioned {
+  std::array<double, 3> centre{};
+  double size = 0;  // root of the sum of squared centred lengths
+  KbArray<KbVector3f> points;
+};
+
+double Coordinate(std::span<const double> points, std::size_t dimension, std::size_t i,
+                  std::size_t c) {
+  return c < dimension ? points[i * dimension + c] : 0.0;
+}
+
+void CheckDimension(std::size_t dimension) {
+  if (dimension != 2 && dimension != 3) {
+    throw InputError("points of dimension " + std::to_string(dimension) +
+                     ": registration works on 2-D or 3-D points");
+  }
+}
+
+void CheckFinite(std::span<const double> values, const std::string& what) {
+  for (double v : values) {
+    if (!std::isfinite(v)) throw InputError(what + " holds a value that is not finite");
+  }
+}
+
+// Centre (sum in double, point order) and size; `divisor` 0 scales the set
+// to unit size, anything else divides by it.
+Conditioned Condition(std::span<const double> points, std::size_t dimension, double divisor = 0) {
+  const std::size_t n = points.size() / dimension;
+  Conditioned out;
+  for (std::size_t i = 0; i < n; ++i) {
+    for (std::size_t c = 0; c < dimension; ++c) out.centre[c] += points[i * dimension + c];
+  }
+  for (double& c : out.centre) c /= double(n);
+  double squares = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    for (std::size_t c = 0; c < dimension; ++c) {
+      const double d = points[i * dimension + c] - out.centre[c];
+      squares += d * d;
+    }
+  }
+  out.size = std::sqrt(squares);
+  const double factor = 1 / (divisor == 0 ? out.size : divisor);
+  out.points.Resize(unsigned(n));
+  for (std::size_t i = 0; i < n; ++i) {
+    double p[3];
+    for (std::size_t c = 0; c < 3; ++c) {
+      p[c] = (Coordinate(points, dimension, i, c) - (c < dimension ? out.centre[c] : 0)) * factor;
+    }
+    out.points[unsigned(i)] = KbVector3f(float(p[0]), float(p[1]), float(p[2]));
+  }
+  return out;
+}
+
+bool AllZInZero(std::span<const double> points, std::size_t dimension) {
+  if (dimension == 2) return true;
+  for (std::size_t i = 2; i < points.size(); i += 3) {
+    if (points[i] != 0) return false;
+  }
+  return true;
+}
+
+Rotation Widen(const KbMatrix4Rf& m) {
+  Rotation r;
+  for (unsigned i = 0; i < 3; ++i) {
+    for (unsigned j = 0; j < 3; ++j) r[3 * i + j] = m(i, j);
+  }
+  return r;
+}
+
+// p * R for a centred point p (3 coordinates).
+std::array<double, 3> Rotate(const std::array<double, 3>& p, const Rotation& r) {
+  std::array<double, 3> out{};
+  for (unsigned j = 0; j < 3; ++j) out[j] = p[0] * r[j] + p[1] * r[3 + j] + p[2] * r[6 + j];
+  return out;
+}
+
+std::array<double, 3> Point(std::span<const double> points, std::size_t dimension, std::size_t i) {
+  return {Coordinate(points, dimension, i, 0), Coordinate(points, dimension, i, 1),
+          Coordinate(points, dimension, i, 2)};
+}
+
+bool AllFinite(std::span<const double> values) {
+  return std::all_of(values.begin(), values.end(), [](double v) { return std::isfinite(v); });
+}
+
+// The rotation of KoProcrustes from `first` and `second` (both conditioned);
+// its exceptions become ComputationError naming `step`.
+Rotation ProcrustesRotation(KoProcrustes& procrustes, const KbArray<KbVector3f>& first,
+                            const KbArray<KbVector3f>& second, const std::string& step) {
+  procrustes.SetInput(first, second);
+  try {
+    if (!procrustes.Compute(KoAlgorithm::eComputeDefault)) {
+      throw ComputationError(step + ": the alignment's pre-conditions failed");
+    }
+  } catch (const KbException&) {
+    throw ComputationError(step +
+                           ": the singular value decomposition of the cross-covariance did not "
+                           "converge (coordinates too large or not finite?)");
+  }
+  KbVector3f translation;
+  KbMatrix4Rf rotation;
+  procrustes.GetOutput(translation, rotation);
+  return Widen(rotation);
+}
+
+void CheckResult(std::span<const double> values, const std::string& step) {
+  if (!AllFinite(values)) {
+    throw ComputationError(step +
+                           ": the result is not finite (coordinates beyond double's range once "
+                           "squared, or a degenerate configuration)");
+  }
+}
+
+}  // namespace
+
+AlignResult Align(std::span<const double> target, std::span<const double> source,
+                  std::size_t dimension, const AlignOptions& options) {
+  CheckDimension(dimension);
+  if (target.size() % dimension != 0 || source.size() % dimension != 0) {
+    throw InputError("align: the coordinates are not a whole number of points");
+  }
+  if (target.size() != source.size()) {
+    throw InputError("align: the target has " + std::to_string(target.size() / dimension) +
+                     " points, the source " + std::to_string(source.size() / dimension) +
+                     ": corresponding point sets need equal counts");
+  }
+  const std::size_t n = target.size() / dimension;
+  if (n < 3) {
+    throw InputError("align: only " + std::to_string(n) + " points: an alignment needs at least 3");
+  }
+  CheckFinite(target, "align: the target");
+  CheckFinite(source, "align: the source");
+  const Conditioned a = Condition(target, dimension);
+  const Conditioned b = Condition(source, dimension);
+  if (!(a.size > 0) || !(b.size > 0)) {
+    throw InputError(std::string("align: all points of the ") + (a.size > 0 ? "source" : "target") +
+                     " are identical: there is no rotation or scale to find");
+  }
+  if (!std::isfinite(a.size) || !std::isfinite(b.size)) {
+    throw ComputationError("align: the sets' sizes overflow double (coordinates near 1e154?)");
+  }
+
+  Rotation rotation{1, 0, 0, 0, 1, 0, 0, 0, 1};
+  if (!options.translationOnly) {
+    KoProcrustes procrustes;
+    auto& flags = procrustes.GetFlags();
+    flags.Set(KoProcrustes::ePlanar,
+              options.planar || (AllZInZero(target, dimension) && AllZInZero(source, dimension)));
+    flags.Set(KoProcrustes::eAllowReflection, options.allowReflection);
+    rotation = ProcrustesRotation(procrustes, a.points, b.points, "align");
+  }
+
+  // Everything from here on in double on the original (centred) data.
+  double scale = 1;
+  if (options.scale == AlignOptions::Scale::eRatio) {
+    scale = a.size / b.size;
+  } else if (options.scale == AlignOptions::Scale::eLeastSquares) {
+    // s = sum <a_i, b_i R> / sum |b_i|^2 over the centred sets, summed on
+    // the unit-size copies (in double) so that 1e18 coordinates cannot
+    // overflow.
+    double product = 0, squares = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+      std::array<double, 3> p = Point(target, dimension, i), q = Point(source, dimension, i);
+      for (unsigned c = 0; c < dimension; ++c) {
+        p[c] = (p[c] - a.centre[c]) / a.size;
+        q[c] = (q[c] - b.centre[c]) / b.size;
+      }
+      const std::array<double, 3> moved = Rotate(q, rotation);
+      for (unsigned c = 0; c < 3; ++c) {
+        product += p[c] * moved[c];
+        squares += q[c] * q[c];
+      }
+    }
+    scale = product / squares * (a.size / b.size);
+    // With an optimal rotation the product is a sum of singular values, never
+    // negative; it is zero or negative only without a rotation to find.
+    if (!(scale > 0)) {
+      throw ComputationError(
+          "align: the least-squares scale is not positive (the centred source points away from "
+          "the target, which a translation alone cannot fix)");
+    }
+  }
+
+  AlignResult result;
+  result.dimension = dimension;
+  result.scale = scale;
+  const std::array<double, 3> movedCentre = Rotate(b.centre, rotation);
+  std::array<double, 3> translation{};
+  for (unsigned c = 0; c < 3; ++c) translation[c] = a.centre[c] - scale * movedCentre[c];
+  for (unsigned i = 0; i < dimension; ++i) {
+    for (unsigned j = 0; j < dimension; ++j) result.rotation.push_back(rotation[3 * i + j]);
+    result.translation.push_back(translation[i]);
+  }
+  for (unsigned i = 0; i < 3; ++i) {
+    for (unsigned j = 0; j < 3; ++j) result.matrix[4 * i + j] = scale * rotation[3 * i + j];
+    result.matrix[12 + i] = translation[i];
+  }
+  result.matrix[15] = 1;
+
+  double before = 0, after = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const std::array<double, 3> p = Point(target, dimension, i), q = Point(source, dimension, i);
+    // Relative to the centroids, so that large offsets cancel before the
+    // rotation rather than after it.
+    std::array<double, 3> centred{};
+    for (unsigned c = 0; c < 3; ++c) centred[c] = q[c] - b.centre[c];
+    std::array<double, 3> moved = Rotate(centred, rotation);
+    double d0 = 0, d1 = 0;
+    for (unsigned c = 0; c < 3; ++c) {
+      moved[c] = scale * moved[c] - (p[c] - a.centre[c]);
+      d0 += (p[c] - q[c]) * (p[c] - q[c]);
+      d1 += moved[c] * moved[c];
+    }
+    before += d0, after += d1;
+    result.maxBefore = std::max(result.maxBefore, d0);
+    result.maxAfter = std::max(result.maxAfter, d1);
+  }
+  result.rmsBefore = std::sqrt(before / double(n));
+  result.rmsAfter = std::sqrt(after / double(n));
+  result.maxBefore = std::sqrt(result.maxBefore);
+  result.maxAfter = std::sqrt(result.maxAfter);
+
+  CheckResult(result.rotation, "align");
+  CheckResult(result.translation, "align");
+  CheckResult(result.matrix, "align");
+  const double stats[] = {result.scale, result.rmsBefore, result.maxBefore, result.rmsAfter,
+                          result.maxAfter};
+  CheckResult(stats, "align");
+  return result;
+}
+
+namespace {
+
+// Rigid analysis: the shapes keep their sizes, so the mean is the plain
+// average of the rotated shapes. The library normalises every shape, so
+// this loop drives KoProcrustes itself, with the library's round limit.
+// `shapes` are centred and divided by the reference's size.
+std::vector<Rotation> RigidRotations(const std::vector<Conditioned>& shapes,
+                                     std::span<const double> input, std::size_t landmarks,
+                                     std::size_t dimension, const GpaOptions& options, bool planar,
+                                     unsigned& rounds) {
+  const std::size_t k = shapes.size(), m = landmarks;
+  KoProcrustes procrustes;
+  procrustes.GetFlags().Set(KoProcrustes::ePlanar, planar);
+  procrustes.GetFlags().Set(KoProcrustes::eAllowReflection, options.allowReflection);
+  KbArray<KbVector3f> mean = shapes[options.reference].points;
+  std::vector<double> current(3 * m), candidate(3 * m);
+  for (std::size_t j = 0; j < m; ++j) {
+    current[3 * j] = mean[unsigned(j)].x, current[3 * j + 1] = mean[unsigned(j)].y;
+    current[3 * j + 2] = mean[unsigned(j)].z;
+  }
+  std::vector<Rotation> rotations(k);
+  const double divisor = shapes[options.reference].size;
+  for (rounds = 0;; ++rounds) {
+    std::fill(candidate.begin(), candidate.end(), 0.0);
+    for (std::size_t i = 0; i < k; ++i) {
+      rotations[i] = ProcrustesRotation(procrustes, mean, shapes[i].points, "gpa (rigid)");
+      const std::span<const double> shape = input.subspan(i * m * dimension, m * dimension);
+      for (std::size_t j = 0; j < m; ++j) {
+        std::array<double, 3> p = Point(shape, dimension, j);
+        for (unsigned c = 0; c < dimension; ++c) p[c] = (p[c] - shapes[i].centre[c]) / divisor;
+        const std::array<double, 3> moved = Rotate(p, rotations[i]);
+        for (unsigned c = 0; c < 3; ++c) candidate[3 * j + c] += moved[c] / double(k);
+      }
+    }
+    const double squaredTolerance = options.tolerance * options.tolerance;
+    bool settled = true;
+    for (std::size_t j = 0; j < m && settled; ++j) {
+      double d = 0;
+      for (unsigned c = 0; c < 3; ++c) {
+        d += (candidate[3 * j + c] - current[3 * j + c]) *
+             (candidate[3 * j + c] - current[3 * j + c]);
+      }
+      settled = d <= squaredTolerance;
+    }
+    // As in the library: on convergence the rotations onto the previous
+    // mean stand.
+    if (settled) return rotations;
+    if (rounds == KoMpGeneralizedProcrustesAnalysis::c_uiMaxRounds) {
+      throw ComputationError("gpa --rigid: the mean did not settle within " +
+                             std::to_string(rounds) +
+                             " rounds (a tolerance below the float rounding of the mean, "
+                             "about 1e-7?)");
+    }
+    current.swap(candidate);
+    for (std::size_t j = 0; j < m; ++j) {
+      mean[unsigned(j)] =
+          KbVector3f(float(current[3 * j]), float(current[3 * j + 1]), float(current[3 * j + 2]));
+    }
+  }
+}
+
+}  // namespace
+
+GpaResult Gpa(std::span<const double> shapes, std::size_t shapeCount, std::size_t landmarks,
+              std::size_t dimension, const GpaOptions& options) {
+  CheckDimension(dimension);
+  const std::size_t k = shapeCount, m = landmarks;
+  if (k < 2) throw InputError("gpa: only " + std::to_string(k) + " shape: an analysis needs 2");
+  if (m < 3) {
+    throw InputError("gpa: shapes of " + std::to_string(m) +
+                     " landmarks: an analysis needs at least 3");
+  }
+  if (shapes.size() != k * m * dimension) {
+    throw InputError("gpa: " + std::to_string(shapes.size()) + " coordinates are not " +
+                     std::to_string(k) + " shapes of " + std::to_string(m) + " landmarks of " +
+                     std::to_string(dimension));
+  }
+  if (options.reference >= k) {
+    throw InputError("gpa: reference shape " + std::to_string(options.reference) +
+                     ": there are only " + std::to_string(k) + " shapes (numbered from 0)");
+  }
+  if (!(options.tolerance >= 0) || !std::isfinite(float(options.tolerance))) {
+    throw InputError("gpa: the tolerance must be finite and >= 0");
+  }
+  CheckFinite(shapes, "gpa: the shapes' coordinates");
+  const bool planar = AllZInZero(shapes, dimension);
+  const std::size_t size = m * dimension;
+
+  // Each shape centred and, unless rigid, scaled to unit size. Rigid shapes
+  // share one divisor, the reference's size, so that their sizes still
+  // count.
+  std::vector<Conditioned> conditioned(k);
+  const Conditioned reference =
+      Condition(shapes.subspan(options.reference * size, size), dimension);
+  if (!(reference.size > 0)) {
+    throw InputError("gpa: all landmarks of the reference shape " +
+                     std::to_string(options.reference) + " are identical");
+  }
+  for (std::size_t i = 0; i < k; ++i) {
+    conditioned[i] = Condition(shapes.subspan(i * size, size), dimension,
+                               options.method == GpaMethod::eRigid ? reference.size : 0);
+    if (!(conditioned[i].size > 0)) {
+      throw InputError("gpa: all landmarks of shape " + std::to_string(i) +
+                       " are identical: it has no shape to align");
+    }
+    if (!std::isfinite(conditioned[i].size)) {
+      throw ComputationError("gpa: the size of shape " + std::to_string(i) +
+                             " overflows double (coordinates near 1e154?)");
+    }
+  }
+
+  GpaResult result;
+  result.shapes = k, result.landmarks = m, result.dimension = dimension;
+  std::vector<Rotation> rotations(k);
+  // Per shape: its scale onto the aligned copy and the point (in input units)
+  // that the rotation acts about.
+  std::vector<double> scales(k, 1.0);
+  std::vector<std::array<double, 3>> pivots(k);
+  if (options.method == GpaMethod::eRigid) {
+    rotations = RigidRotations(conditioned, shapes, m, dimension, options, planar, result.rounds);
+    for (std::size_t i = 0; i < k; ++i) pivots[i] = conditioned[i].centre;
+  } else {
+    KbArray<KbArray<KbVector3f>> input(static_cast<unsigned>(k));
+    for (std::size_t i = 0; i < k; ++i) input[unsigned(i)] = conditioned[i].points;
+    using Analysis = KoMpGeneralizedProcrustesAnalysis;
+    Analysis gpa;
+    gpa.SetInput(input, std::uint32_t(options.reference));
+    gpa.SetParameters(float(options.tolerance));
+    gpa.GetFlags().Set(Analysis::ePlanar, planar);
+    gpa.GetFlags().Set(Analysis::eAllowReflection, options.allowReflection);
+    gpa.GetFlags().Set(Analysis::eFullProcrustes, options.method == GpaMethod::eFull);
+    try {
+      if (!gpa.Compute(KoAlgorithm::eComputeDefault)) {
+        throw ComputationError("gpa: the analysis's pre-conditions failed");
+      }
+    } catch (const KbException&) {
+      if (gpa.GetRoundCount() == Analysis::c_uiMaxRounds) {
+        throw ComputationError("gpa: the mean did not settle within " +
+                               std::to_string(Analysis::c_uiMaxRounds) +
+                               " rounds (a tolerance below the float rounding of the unit-size "
+                               "mean, about 1e-7?)");
+      }
+      throw ComputationError(
+          "gpa: a shape could not be aligned to the mean: the singular value decomposition did "
+          "not converge");
+    }
+    result.rounds = gpa.GetRoundCount();
+    KbArray<float> factors;
+    KbArray<KbVector3f> centres, translations;
+    KbArray<KbMatrix4Rf> matrices;
+    gpa.GetScalings(factors);
+    gpa.GetCenters(centres);
+    gpa.GetOutput(translations, matrices);
+    for (std::size_t i = 0; i < k; ++i) {
+      const unsigned u = unsigned(i);
+      rotations[i] = Widen(matrices[u]);
+      const double s = conditioned[i].size;
+      scales[i] = reference.size * double(factors[u]) / s;
+      // The library rotates about the float centroid of the conditioned
+      // shape, a rounding away from zero: carried over exactly.
+      const double d[3] = {centres[u].x, centres[u].y, centres[u].z};
+      for (unsigned c = 0; c < 3; ++c) pivots[i][c] = conditioned[i].centre[c] + s * d[c];
+    }
+  }
+
+  // aligned_i = scale_i * (shape_i - pivot_i) * R_i + reference centre, in
+  // double from the input.
+  result.aligned.resize(k * size);
+  result.scales = scales;
+  std::vector<double> mean(3 * m, 0.0);
+  for (std::size_t i = 0; i < k; ++i) {
+    const std::span<const double> shape = shapes.subspan(i * size, size);
+    const std::array<double, 3> pivot = Rotate(pivots[i], rotations[i]);
+    for (unsigned r = 0; r < dimension; ++r) {
+      for (unsigned c = 0; c < dimension; ++c) result.rotations.push_back(rotations[i][3 * r + c]);
+      result.translations.push_back(reference.centre[r] - scales[i] * pivot[r]);
+    }
+    for (std::size_t j = 0; j < m; ++j) {
+      std::array<double, 3> p = Point(shape, dimension, j);
+      for (unsigned c = 0; c < dimension; ++c) p[c] -= pivots[i][c];
+      const std::array<double, 3> moved = Rotate(p, rotations[i]);
+      for (unsigned c = 0; c < dimension; ++c) {
+        result.aligned[i * size + j * dimension + c] = scales[i] * moved[c] + reference.centre[c];
+      }
+      for (unsigned c = 0; c < 3; ++c) mean[3 * j + c] += scales[i] * moved[c] / double(k);
+    }
+  }
+  // The mean of the aligned shapes; full and partial means are of unit size
+  // in the conditioned units, so here of the reference's size.
+  if (options.method != GpaMethod::eRigid) {
+    double squares = 0;
+    for (double v : mean) squares += v * v;
+    const double factor = reference.size / std::sqrt(squares);
+    for (double& v : mean) v *= factor;
+  }
+  result.mean.resize(size);
+  for (std::size_t j = 0; j < m; ++j) {
+    for (unsigned c = 0; c < dimension; ++c) {
+      result.mean[j * dimension + c] = mean[3 * j + c] + reference.centre[c];
+    }
+  }
+  CheckResult(result.mean, "gpa");
+  CheckResult(result.aligned, "gpa");
+  CheckResult(result.rotations, "gpa");
+  CheckResult(result.scales, "gpa");
+  CheckResult(result.translations, "gpa");
+  return result;
+}
+
+}  // namespace komath

@@ -1,0 +1,312 @@
+// Align and Gpa of komath_core against references made offline (see
+// data/make_gpa_references.R and data/make_numpy_references.py): R's
+// `shapes` (procGPA, full and rigid) on gorilla and macaque skulls, and
+// numpy (least-squares similarity, mirror pairs, partial GPA).
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "CoreTestSupport.h"
+#include "Errors.h"
+#include "Registration.h"
+
+namespace {
+
+using komath::AlignOptions;
+using komath::GpaMethod;
+
+// The library computes in float on unit-size data: its rotations are good
+// to a few float ulps, about 1e-6 after the accumulation of a decomposition.
+constexpr double c_floatTolerance = 2e-6;
+
+struct Data {
+  std::size_t k, m, d;
+  std::vector<double> input;
+  Sections sections;
+  std::span<const double> Shape(std::size_t i) const {
+    return std::span<const double>(input).subspan(i * m * d, m * d);
+  }
+};
+
+Data Load(const std::string& name) {
+  Data data;
+  data.sections = ReadSections("gpa_" + name + ".txt");
+  const Sections numpy = ReadSections("numpy_references.txt");
+  for (const auto& [key, values] : numpy) {
+    if (key.starts_with(name + "_")) data.sections[key.substr(name.size() + 1)] = values;
+  }
+  const std::vector<double>& shape = data.sections["shape"];
+  data.k = std::size_t(shape[0]), data.m = std::size_t(shape[1]), data.d = std::size_t(shape[2]);
+  data.input = data.sections["input"];
+  return data;
+}
+
+std::vector<double> Transformed(std::span<const double> v, double scale, double shift) {
+  std::vector<double> out(v.begin(), v.end());
+  for (double& x : out) x = x * scale + shift;
+  return out;
+}
+
+// Centred copy of a shape of m points of dimension d.
+std::vector<double> Centred(std::span<const double> s, std::size_t d) {
+  std::vector<double> out(s.begin(), s.end());
+  for (std::size_t c = 0; c < d; ++c) {
+    double mean = 0;
+    for (std::size_t i = c; i < s.size(); i += d) mean += s[i] / double(s.size() / d);
+    for (std::size_t i = c; i < s.size(); i += d) out[i] -= mean;
+  }
+  return out;
+}
+
+double Dot(std::span<const double> a, std::span<const double> b) {
+  double sum = 0;
+  for (std::size_t i = 0; i < a.size(); ++i) sum += a[i] * b[i];
+  return sum;
+}
+
+// Invariants of a GPA result under a common rotation, reflection and
+// scale, so that R's orientation of its output does not matter: the mean's
+// landmark distances (relative to its size), and per shape the size
+// relative to shape 0 and the cosine of its angle to the mean.
+std::vector<double> Invariants(std::span<const double> mean, std::span<const double> aligned,
+                               std::size_t m, std::size_t d, bool absolute) {
+  const std::vector<double> c = Centred(mean, d);
+  const double size = absolute ? 1 : std::sqrt(Dot(c, c));
+  std::vector<double> out;
+  for (std::size_t i = 0; i < m; ++i) {
+    for (std::size_t j = i + 1; j < m; ++j) {
+      double squares = 0;
+      for (std::size_t e = 0; e < d; ++e) squares += std::pow(c[i * d + e] - c[j * d + e], 2);
+      out.push_back(std::sqrt(squares) / size);
+    }
+  }
+  const std::size_t k = aligned.size() / (m * d);
+  const std::vector<double> first = Centred(aligned.subspan(0, m * d), d);
+  for (std::size_t i = 0; i < k; ++i) {
+    const std::vector<double> a = Centred(aligned.subspan(i * m * d, m * d), d);
+    out.push_back(std::sqrt(Dot(a, a) / (absolute ? 1 : Dot(first, first))));
+    out.push_back(Dot(a, c) / std::sqrt(Dot(a, a) * Dot(c, c)));
+  }
+  return out;
+}
+
+void ExpectNear(const std::vector<double>& actual, const std::vector<double>& expected,
+                double tolerance, const std::string& what) {
+  ASSERT_EQ(actual.size(), expected.size()) << what;
+  for (std::size_t i = 0; i < actual.size(); ++i) {
+    EXPECT_NEAR(actual[i], expected[i], tolerance * std::max(1.0, std::abs(expected[i])))
+        << what << " [" << i << "]";
+  }
+}
+
+// Least-squares similarity of shape 1 onto shape 0 against numpy's
+// (R, s, t, rms); the ratio scale is the quotient of the centred sizes.
+TEST(AlignTest, LeastSquaresAndRatioScaleMatchTheirDefinitions) {
+  for (const std::string name : {"gorf", "macaques"}) {
+    const Data data = Load(name);
+    const std::vector<double>& ref = data.sections.at("align_similarity");
+    const std::size_t d = data.d;
+    const komath::AlignResult r = komath::Align(data.Shape(0), data.Shape(1), d,
+                                                {.scale = AlignOptions::Scale::eLeastSquares});
+    ExpectNear(r.rotation, {ref.begin(), ref.begin() + d * d}, c_floatTolerance, name + " R");
+    EXPECT_NEAR(r.scale, ref[d * d], c_floatTolerance * ref[d * d]) << name;
+    // The translation is of the shapes' size: about 100 for the skulls.
+    ExpectNear(r.translation, {ref.begin() + d * d + 1, ref.begin() + d * d + 1 + d},
+               100 * c_floatTolerance, name + " t");
+    // At the optimum the residual is flat in the rotation angle: float
+    // rounding changes it far less than the rotation's own 1e-6.
+    EXPECT_NEAR(r.rmsAfter, ref.back(), 1e-7 * ref.back()) << name;
+    const std::vector<double> a = Centred(data.Shape(0), d), b = Centred(data.Shape(1), d);
+    const komath::AlignResult ratio =
+        komath::Align(data.Shape(0), data.Shape(1), d, {.scale = AlignOptions::Scale::eRatio});
+    EXPECT_NEAR(ratio.scale, std::sqrt(Dot(a, a) / Dot(b, b)), 1e-15 * ratio.scale) << name;
+    EXPECT_GT(ratio.rmsAfter, r.rmsAfter) << name;
+    for (std::size_t i = 0; i < 3; ++i) {
+      for (std::size_t j = 0; j < 3; ++j) {
+        const double rij = i < d && j < d ? r.rotation[i * d + j] : double(i == j);
+        EXPECT_EQ(r.matrix[4 * i + j], r.scale * rij) << name;
+      }
+      EXPECT_EQ(r.matrix[12 + i], i < d ? r.translation[i] : 0.0) << name;
+    }
+  }
+}
+
+// Shifting both sets by 1e7 or scaling them by 1e-15 or 1e18 leaves the
+// rotation and the relative residual as they were, up to float rounding.
+TEST(AlignTest, ShiftedAndScaledInputKeepsRotationAndRelativeResidual) {
+  const Data data = Load("macaques");
+  const komath::AlignOptions options{.scale = AlignOptions::Scale::eLeastSquares};
+  const komath::AlignResult plain = komath::Align(data.Shape(0), data.Shape(1), 3, options);
+  for (const auto& [scale, shift] : {std::pair{1.0, 1e7}, {1e-15, 0.0}, {1e18, 0.0}}) {
+    const komath::AlignResult moved =
+        komath::Align(Transformed(data.Shape(0), scale, shift),
+                      Transformed(data.Shape(1), scale, shift), 3, options);
+    ExpectNear(moved.rotation, plain.rotation, c_floatTolerance, "R");
+    EXPECT_NEAR(moved.scale, plain.scale, c_floatTolerance) << scale << " " << shift;
+    EXPECT_NEAR(moved.rmsAfter / scale, plain.rmsAfter, 1e-6 * plain.rmsAfter);
+    EXPECT_NEAR(moved.rmsBefore / scale, plain.rmsBefore, 1e-6 * plain.rmsBefore);
+  }
+}
+
+// A mirror image: 2-D input (two columns, or z = 0) and 3-D input are
+// never reflected by default, and reflected when allowed; numpy's
+// rotations of both cases are the references.
+TEST(AlignTest, MirrorPairsAreReflectedOnlyWhenAllowed) {
+  for (const std::string name : {"gorf", "macaques"}) {
+    const Data data = Load(name);
+    const std::size_t d = data.d;
+    std::vector<double> mirror(data.Shape(0).begin(), data.Shape(0).end());
+    for (std::size_t i = 0; i < mirror.size(); i += d) mirror[i] = -mirror[i];
+    std::vector<std::pair<std::vector<double>, std::vector<double>>> forms{
+        {std::vector<double>(data.Shape(0).begin(), data.Shape(0).end()), mirror}};
+    if (d == 2) {  // the same as 3-D points in the plane z = 0
+      std::vector<double> a, b;
+      for (std::size_t i = 0; i < mirror.size(); i += 2) {
+        a.insert(a.end(), {data.Shape(0)[i], data.Shape(0)[i + 1], 0});
+        b.insert(b.end(), {mirror[i], mirror[i + 1], 0});
+      }
+      forms.emplace_back(a, b);
+    }
+    for (const auto& [target, source] : forms) {
+      const std::size_t dimension = target.size() / data.m;
+      for (const bool reflect : {false, true}) {
+        const std::vector<double>& ref =
+            data.sections.at(reflect ? "mirror_reflect" : "mirror_proper");
+        const komath::AlignResult r =
+            komath::Align(target, source, dimension, {.allowReflection = reflect});
+        for (std::size_t i = 0; i < d; ++i) {
+          for (std::size_t j = 0; j < d; ++j) {
+            EXPECT_NEAR(r.rotation[i * dimension + j], ref[i * d + j], c_floatTolerance)
+                << name << " " << dimension << " " << reflect;
+          }
+        }
+        if (dimension == 3 && d == 2) {
+          EXPECT_NEAR(r.rotation[8], 1.0, c_floatTolerance);
+        }
+        const double size = std::sqrt(Dot(Centred(target, dimension), Centred(target, dimension)));
+        EXPECT_NEAR(r.rmsAfter, ref.back(), c_floatTolerance * size) << name << " " << reflect;
+      }
+    }
+  }
+}
+
+// Bad input is an InputError, a failed or non-finite computation a
+// ComputationError that says which step failed.
+TEST(AlignTest, FailuresNameTheStep) {
+  const std::vector<double> same{1, 2, 3, 1, 2, 3, 1, 2, 3}, other{0, 0, 0, 1, 0, 0, 0, 1, 0};
+  EXPECT_THROW(komath::Align(other, same, 3, {}), komath::InputError);
+  EXPECT_THROW(komath::Align(other, {other.begin(), 6}, 2, {}), komath::InputError);
+  EXPECT_THROW(komath::Align(other, other, 4, {}), komath::InputError);
+  // Without a rotation, a source pointing away from the target has no
+  // positive least-squares scale.
+  const std::vector<double> turned{0, 0, 0, -1, 0, 0, 0, -1, 0};
+  try {
+    komath::Align(other, turned, 3,
+                  {.scale = AlignOptions::Scale::eLeastSquares, .translationOnly = true});
+    ADD_FAILURE() << "no error";
+  } catch (const komath::ComputationError& e) {
+    EXPECT_TRUE(std::string(e.what()).starts_with("align: ")) << e.what();
+  }
+  // Coordinates whose squares overflow double.
+  EXPECT_THROW(komath::Align(Transformed(other, 1e200, 0), Transformed(turned, 1e200, 0), 3, {}),
+               komath::ComputationError);
+}
+
+// Full (R's procGPA, scale = TRUE), rigid (scale = FALSE) and partial
+// (numpy) estimators, each against its reference; the three differ from
+// each other by far more than the agreement asked for.
+TEST(GpaTest, FullPartialAndRigidMatchTheirReferences) {
+  for (const std::string name : {"gorf", "macaques"}) {
+    const Data data = Load(name);
+    std::map<GpaMethod, std::vector<double>> invariants;
+    for (const auto& [method, key] : {std::pair{GpaMethod::eFull, "full"},
+                                      {GpaMethod::ePartial, "partial"},
+                                      {GpaMethod::eRigid, "rigid"}}) {
+      const komath::GpaResult r =
+          komath::Gpa(data.input, data.k, data.m, data.d, {.method = method, .tolerance = 1e-7});
+      const std::string prefix(key);
+      const bool rigid = method == GpaMethod::eRigid;
+      invariants[method] = Invariants(r.mean, r.aligned, data.m, data.d, rigid);
+      // The mean iteration stops within 1e-7 of a fixed point it approaches
+      // geometrically; a margin of 20 covers the slowest contraction here.
+      ExpectNear(invariants[method],
+                 Invariants(data.sections.at(prefix + "_mean"),
+                            data.sections.at(prefix + "_aligned"), data.m, data.d, rigid),
+                 20 * c_floatTolerance, name + " " + prefix);
+      // Each aligned shape is its input moved by its own similarity.
+      for (std::size_t i = 0; i < data.k; ++i) {
+        const std::span<const double> shape = data.Shape(i);
+        for (std::size_t j = 0; j < data.m; ++j) {
+          for (std::size_t c = 0; c < data.d; ++c) {
+            double moved = r.translations[i * data.d + c];
+            for (std::size_t e = 0; e < data.d; ++e) {
+              moved +=
+                  r.scales[i] * shape[j * data.d + e] * r.rotations[(i * data.d + e) * data.d + c];
+            }
+            EXPECT_NEAR(r.aligned[(i * data.m + j) * data.d + c], moved, 1e-12 * 200);
+          }
+        }
+      }
+    }
+    const auto differ = [&](GpaMethod a, GpaMethod b) {
+      double largest = 0;
+      for (std::size_t i = 0; i < invariants[a].size(); ++i) {
+        largest = std::max(largest, std::abs(invariants[a][i] - invariants[b][i]));
+      }
+      return largest;
+    };
+    EXPECT_GT(differ(GpaMethod::eFull, GpaMethod::ePartial), 1e-4) << name;
+  }
+}
+
+// The same shapes shifted by 1e7 or scaled by 1e-15 or 1e18 give the same
+// relative result.
+TEST(GpaTest, ShiftedAndScaledInputKeepsTheResult) {
+  const Data data = Load("gorf");
+  const komath::GpaResult plain = komath::Gpa(data.input, data.k, data.m, data.d, {});
+  const std::vector<double> expected = Invariants(plain.mean, plain.aligned, data.m, data.d, false);
+  for (const auto& [scale, shift] : {std::pair{1.0, 1e7}, {1e-15, 0.0}, {1e18, 0.0}}) {
+    const komath::GpaResult r =
+        komath::Gpa(Transformed(data.input, scale, shift), data.k, data.m, data.d, {});
+    ExpectNear(Invariants(r.mean, r.aligned, data.m, data.d, false), expected,
+               10 * c_floatTolerance, "scaled");
+    EXPECT_NEAR(r.mean[0], plain.mean[0] * scale + shift, 10 * c_floatTolerance * 100 * scale)
+        << scale;
+  }
+}
+
+// A 2-D shape and its mirror image: proper rotations by default (the
+// determinant of every rotation +1), the mirror reflected when allowed.
+TEST(GpaTest, PlanarMirrorPairsAreReflectedOnlyWhenAllowed) {
+  const Data data = Load("gorf");
+  std::vector<double> shapes(data.input.begin(), data.input.begin() + 3 * data.m * 2);
+  for (std::size_t i = 2 * data.m * 2; i < shapes.size(); i += 2) shapes[i] = -shapes[i];
+  for (const bool reflect : {false, true}) {
+    const komath::GpaResult r = komath::Gpa(
+        shapes, 3, data.m, 2, {.method = GpaMethod::ePartial, .allowReflection = reflect});
+    for (std::size_t i = 0; i < 3; ++i) {
+      const double* q = &r.rotations[4 * i];
+      const double determinant = q[0] * q[3] - q[1] * q[2];
+      EXPECT_NEAR(determinant, reflect && i == 2 ? -1 : 1, c_floatTolerance) << i;
+    }
+  }
+}
+
+TEST(GpaTest, FailuresNameTheStep) {
+  const Data data = Load("gorf");
+  std::vector<double> shapes = data.input;
+  for (std::size_t i = 0; i < 2 * data.m; ++i) shapes[2 * data.m + i] = 7;  // shape 1: one point
+  try {
+    komath::Gpa(shapes, data.k, data.m, 2, {});
+    ADD_FAILURE() << "no error";
+  } catch (const komath::InputError& e) {
+    EXPECT_NE(std::string(e.what()).find("shape 1"), std::string::npos) << e.what();
+  }
+  EXPECT_THROW(komath::Gpa(data.input, data.k, data.m, 2, {.reference = data.k}),
+               komath::InputError);
+  EXPECT_THROW(komath::Gpa(data.input, data.k, data.m + 1, 2, {}), komath::InputError);
+  EXPECT_THROW(komath::Gpa(Transformed(data.input, 1e200, 0), data.k, data.m, 2, {}),
+               komath::ComputationError);
+}
+
+}  // namespace
