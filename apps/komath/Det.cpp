@@ -1,14 +1,14 @@
 // komath det: the exact sign of a determinant, and on request its exact
-// value as a fraction of products of exact numbers.
+// value as an integer times a power of two.
 #include <charconv>
 #include <cmath>
 #include <memory>
 #include <vector>
 
 #include "Commands.h"
+#include "ExactDeterminant.h"
 #include "Output.h"
 #include "Reader.h"
-#include "math/numerics/KoMpMatrixToDeterminantExactSign.h"
 
 namespace komath {
 namespace {
@@ -19,89 +19,53 @@ struct DetOptions {
   bool json = false;
 };
 
-// One component mantissa·2^exponent of an exact number as a hexadecimal
-// float: the mantissa lies in [0.5, 1), so 2·|mantissa| is the 1.xxx part
-// and the exponent drops by one. The exponent is printed from its own
-// integer, so values beyond the double range print exactly too.
-std::string HexComponent(double mantissa, std::int32_t exponent) {
-  if (!std::isfinite(mantissa)) return Format(mantissa);
-  if (mantissa == 0) return "0x0p+0";
-  char digits[64];
-  const auto end =
-      std::to_chars(digits, digits + sizeof digits, 2 * std::fabs(mantissa), std::chars_format::hex)
-          .ptr;
-  std::string text(digits, end);
-  text.erase(text.find('p'));
-  const std::int64_t power = std::int64_t(exponent) - 1;
-  return (mantissa < 0 ? "-0x" : "0x") + text + "p" + (power < 0 ? "-" : "+") +
-         std::to_string(power < 0 ? -power : power);
+__extension__ typedef unsigned __int128 UInt128;
+
+// The nearest double to integer * 2^power as JSON, or, beyond the double
+// range, decimal text with 15 significant digits (a JSON string).
+nlohmann::json Approximation(const ExactDeterminant& det) {
+  if (det.sign == 0) return 0.0;
+  const std::string digits = det.hexadecimal.substr(det.sign < 0 ? 3 : 2);
+  const std::string text = digits + "p" + std::to_string(det.powerOfTwo);
+  double value = 0;
+  const auto parsed =
+      std::from_chars(text.data(), text.data() + text.size(), value, std::chars_format::hex);
+  if (parsed.ec == std::errc() && value != 0 && std::isfinite(value)) return det.sign * value;
+  // |det| = t 2^e with t in [1, 2) from the leading 16 hexadecimal digits.
+  // e log10(2) can be in the millions, so it is taken in 128-bit fixed point
+  // (the fraction exact to 2^-64); double logarithms would lose the leading
+  // digits.
+  const std::size_t lead = std::min<std::size_t>(digits.size(), 16);
+  int topExponent = 0;
+  const double t =
+      2 * std::frexp(double(std::stoull(digits.substr(0, lead), nullptr, 16)), &topExponent);
+  const std::int64_t e =
+      det.powerOfTwo + std::int64_t(4 * (digits.size() - lead)) + topExponent - 1;
+  constexpr std::uint64_t kLog10TwoHigh = 0x4d104d427de7fbccull;  // log10(2) 2^128
+  constexpr std::uint64_t kLog10TwoLow = 0x47c4acd605be48bcull;
+  const std::uint64_t magnitude = e < 0 ? 0 - std::uint64_t(e) : std::uint64_t(e);
+  const UInt128 product =
+      UInt128(magnitude) * kLog10TwoHigh + (UInt128(magnitude) * kLog10TwoLow >> 64);
+  auto whole = std::int64_t(product >> 64);
+  double fraction = std::ldexp(double(static_cast<std::uint64_t>(product)), -64);
+  if (e < 0) {
+    whole = -whole - (fraction != 0 ? 1 : 0);
+    fraction = fraction != 0 ? 1 - fraction : 0;
+  }
+  double log10 = fraction + std::log10(t);  // in [0, 1.31)
+  const double carry = std::floor(log10);
+  std::int64_t decade = whole + std::int64_t(carry);
+  double mantissa = std::pow(10.0, log10 - carry);
+  if (mantissa >= 9.999999999999995) {  // would print as 10.00000000000000
+    mantissa /= 10;
+    ++decade;
+  }
+  char buffer[64];
+  const auto end = std::to_chars(buffer, buffer + sizeof buffer, det.sign * mantissa,
+                                 std::chars_format::fixed, 14);
+  return std::string(buffer, end.ptr) + "e" + (decade < 0 ? "-" : "+") +
+         std::to_string(decade < 0 ? -decade : decade);
 }
-
-// The components, largest first (the number is their exact sum).
-std::vector<std::string> HexComponents(const KoFloatExact& number) {
-  std::vector<std::string> parts;
-  for (std::uint32_t i = number.GetComponentCount(); i-- > 0;) {
-    parts.push_back(HexComponent(number.GetMantissa(i), number.GetExponent(i)));
-  }
-  return parts;
-}
-
-std::string HexSum(const KoFloatExact& number) {
-  std::string text;
-  for (const std::string& part : HexComponents(number)) {
-    if (text.empty()) {
-      text = part;
-    } else if (part[0] == '-') {
-      text += " - " + part.substr(1);
-    } else {
-      text += " + " + part;
-    }
-  }
-  return text;
-}
-
-// A double mantissa with a separate binary exponent: products and
-// quotients of exact factors stay representable whatever their size.
-struct WideNumber {
-  double mantissa = 1;  // in [0.5, 1) after Normalize, or 0
-  std::int64_t exponent = 0;
-
-  void Normalize() {
-    int shift = 0;
-    mantissa = std::frexp(mantissa, &shift);
-    exponent += shift;
-  }
-  // The factor rounded once: its components summed in the units of the
-  // largest, smallest first.
-  static WideNumber Of(const KoFloatExact& number) {
-    const std::uint32_t last = number.GetComponentCount() - 1;
-    WideNumber value{0, number.GetExponent(last)};
-    for (std::uint32_t i = 0; i <= last; ++i) {
-      value.mantissa += std::ldexp(number.GetMantissa(i), number.GetExponent(i) - value.exponent);
-    }
-    value.Normalize();
-    return value;
-  }
-  // Decimal text: plain double text inside the double range, otherwise
-  // decimal mantissa and exponent from the base-10 logarithm.
-  std::string Text() const {
-    if (mantissa == 0 || !std::isfinite(mantissa)) return Format(mantissa);
-    if (exponent > -1070 && exponent < 1020) return Format(std::ldexp(mantissa, int(exponent)));
-    const double log10 = std::log10(std::fabs(mantissa)) + double(exponent) * std::log10(2.0);
-    const double decade = std::floor(log10);
-    const double digits = std::copysign(std::pow(10.0, log10 - decade), mantissa);
-    char text[64];
-    const auto end = std::to_chars(text, text + sizeof text, digits, std::chars_format::fixed, 15);
-    return std::string(text, end.ptr) + "e" + (decade < 0 ? "" : "+") + Format(decade);
-  }
-  // A JSON number inside the double range, the decimal text beyond it.
-  nlohmann::json ToJson() const {
-    if (mantissa != 0 && std::isfinite(mantissa) && (exponent <= -1070 || exponent >= 1020)) {
-      return Text();
-    }
-    return Json(std::ldexp(mantissa, int(exponent)));
-  }
-};
 
 void RunDet(const DetOptions& options) {
   NumberReader reader(options.file);
@@ -120,56 +84,36 @@ void RunDet(const DetOptions& options) {
                      "the matrix has " + std::to_string(rows) + " rows of " +
                          std::to_string(order) + " numbers: it is not square");
   }
-  KoArray2D<double> matrix{unsigned(order), unsigned(order)};
-  std::copy(values.begin(), values.end(), matrix.GetData());
-  values = {};
 
-  std::int32_t sign = 0;
-  KbArray<KoFloatExact> numerator;
-  KbArray<KoFloatExact> denominator;
-  KoMpMatrixToDeterminantExactSign determinant;
-  if (options.exact) {
-    determinant.SetInput(matrix, numerator, denominator, sign);
+  nlohmann::json json{{"order", order}};
+  std::string text = "order " + std::to_string(order) + "\n";
+  if (!options.exact) {
+    const int sign = DetSign(values, order);
+    json["sign"] = sign;
+    text += "sign " + std::to_string(sign) + "\n";
   } else {
-    determinant.SetInput(matrix, sign);
-  }
-  if (!determinant.Compute(KoAlgorithm::eComputeDefault)) {
-    throw InputError(reader.Name(), 0, "the determinant could not be computed");
-  }
-
-  nlohmann::json json{{"order", order}, {"sign", sign}};
-  std::string text = "order " + std::to_string(order) + "\nsign " + std::to_string(sign) + "\n";
-  if (options.exact) {
-    WideNumber value;
-    nlohmann::json jsonNumerator = nlohmann::json::array();
-    nlohmann::json jsonDenominator = nlohmann::json::array();
-    std::string numeratorText;
-    std::string denominatorText;
-    for (const KoFloatExact& factor : numerator) {
-      const WideNumber f = WideNumber::Of(factor);
-      value.mantissa *= f.mantissa;
-      value.exponent += f.exponent;
-      value.Normalize();
-      jsonNumerator.push_back(HexComponents(factor));
-      numeratorText += "  (" + HexSum(factor) + ")\n";
-    }
-    for (const KoFloatExact& factor : denominator) {
-      const WideNumber f = WideNumber::Of(factor);
-      value.mantissa /= f.mantissa;
-      value.exponent -= f.exponent;
-      value.Normalize();
-      jsonDenominator.push_back(HexComponents(factor));
-      denominatorText += "  (" + HexSum(factor) + ")\n";
-    }
-    if (sign == 0) value.mantissa = 0;
-    text += "determinant = product of numerator factors / product of denominator factors\n";
-    text += "(each factor exact, a sum of hexadecimal floats)\nnumerator\n" +
-            (numeratorText.empty() ? "  (1)\n" : numeratorText) + "denominator\n" +
-            (denominatorText.empty() ? "  (1)\n" : denominatorText) + "approximately " +
-            value.Text() + "\n";
-    json["numerator"] = jsonNumerator;
-    json["denominator"] = jsonDenominator;
-    json["approximation"] = value.ToJson();
+    const ExactDeterminant det = DetExact(values, order);
+    const std::string power = std::to_string(det.powerOfTwo);
+    const nlohmann::json approximation = Approximation(det);
+    json["sign"] = det.sign;
+    json["exact"] = {{"integer", det.integer},
+                     {"hexadecimal", det.hexadecimal},
+                     {"power_of_two", det.powerOfTwo}};
+    // The value as one exact factor over 1 (a hexadecimal float whose
+    // mantissa may be longer than a double's), for scripts that read the
+    // factor lists.
+    const std::string digits = det.hexadecimal.substr(det.sign < 0 ? 3 : 2);
+    json["numerator"] = {
+        {(det.sign < 0 ? "-0x" : "0x") + digits + "p" + (det.powerOfTwo < 0 ? "" : "+") + power}};
+    json["denominator"] = {{"0x1p+0"}};
+    json["approximation"] = approximation;
+    text += "sign " + std::to_string(det.sign) + "\n";
+    text += "exact " + det.integer + " * 2^" + power + "\n";
+    text += "hexadecimal " + det.hexadecimal + " * 2^" + power + "\n";
+    text += "approximately " +
+            (approximation.is_string() ? approximation.get<std::string>()
+                                       : Format(approximation.get<double>())) +
+            "\n";
   }
   Emit(text, json, options.json);
 }
@@ -183,8 +127,8 @@ void AddDetCommand(CLI::App& app) {
   command->add_option("FILE", options->file, "the matrix, one row per line ('-': standard input)")
       ->required();
   command->add_flag("--exact", options->exact,
-                    "also give the determinant exactly, as a fraction of exact factors, and a "
-                    "decimal approximation");
+                    "also give the determinant exactly, as an integer times a power of two (in "
+                    "decimal and hexadecimal), and its nearest double");
   AddJsonFlag(*command, options->json);
   command->callback([options] { RunDet(*options); });
 }

@@ -1,0 +1,178 @@
+// DetExact and DetSign of komath_core against GMP: the reference scales the
+// whole matrix by one power of two to integers and runs Bareiss' elimination
+// in mpz, which shares nothing with the residues of DetExact.
+#include <gmpxx.h>
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <random>
+#include <stdexcept>
+#include <vector>
+
+#include "Errors.h"
+#include "ExactDeterminant.h"
+
+namespace {
+
+// The determinant as integer * 2^power, from DetExact's decimal text.
+mpq_class Value(const komath::ExactDeterminant& det) {
+  mpq_class value(mpz_class(det.integer, 10));
+  if (det.powerOfTwo >= 0) mpq_mul_2exp(value.get_mpq_t(), value.get_mpq_t(), det.powerOfTwo);
+  if (det.powerOfTwo < 0) mpq_div_2exp(value.get_mpq_t(), value.get_mpq_t(), -det.powerOfTwo);
+  return value;
+}
+
+mpq_class Reference(const std::vector<double>& a, std::size_t n) {
+  // 2^shift makes every entry an integer (the lowest set bit of a double is
+  // at 2^-1074 or above).
+  long shift = 0;
+  for (double x : a) {
+    int exponent = 0;
+    if (x != 0) std::frexp(x, &exponent);
+    shift = std::max(shift, long(53 - exponent));
+  }
+  std::vector<mpz_class> m(a.size());
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    mpq_class q(a[i]);
+    mpq_mul_2exp(q.get_mpq_t(), q.get_mpq_t(), shift);
+    m[i] = q.get_num();
+  }
+  mpz_class previous = 1;
+  int sign = 1;
+  for (std::size_t k = 0; k + 1 < n; ++k) {
+    std::size_t r = k;
+    while (r < n && m[r * n + k] == 0) ++r;
+    if (r == n) return 0;
+    if (r != k) {
+      sign = -sign;
+      for (std::size_t c = 0; c < n; ++c) std::swap(m[k * n + c], m[r * n + c]);
+    }
+    for (std::size_t i = k + 1; i < n; ++i) {
+      for (std::size_t j = k + 1; j < n; ++j) {
+        mpz_class t = m[i * n + j] * m[k * n + k] - m[i * n + k] * m[k * n + j];
+        mpz_divexact(m[i * n + j].get_mpz_t(), t.get_mpz_t(), previous.get_mpz_t());
+      }
+    }
+    previous = m[k * n + k];
+  }
+  mpq_class det(sign * m[n * n - 1]);
+  mpq_div_2exp(det.get_mpq_t(), det.get_mpq_t(), shift * long(n));
+  return det;
+}
+
+// The canonical form: an odd integer (or 0 with power 0), the same integer
+// in hexadecimal, the sign of both.
+void ExpectCanonical(const komath::ExactDeterminant& det) {
+  const mpz_class integer(det.integer, 10);
+  EXPECT_EQ(integer.get_str(10), det.integer);  // no leading zeros or '+'
+  EXPECT_EQ((integer < 0 ? "-0x" : "0x") + mpz_class(abs(integer)).get_str(16), det.hexadecimal);
+  EXPECT_EQ(sgn(integer), det.sign);
+  if (integer == 0) {
+    EXPECT_EQ(det.powerOfTwo, 0);
+  } else {
+    EXPECT_TRUE(mpz_odd_p(integer.get_mpz_t())) << det.integer;
+  }
+}
+
+void ExpectExact(const std::vector<double>& a, std::size_t n) {
+  const komath::ExactDeterminant det = komath::DetExact(a, n);
+  ExpectCanonical(det);
+  const mpq_class expected = Reference(a, n);
+  EXPECT_TRUE(Value(det) == expected) << "n = " << n << ": " << det.integer << " * 2^"
+                                      << det.powerOfTwo << ", expected " << expected.get_str();
+  EXPECT_EQ(komath::DetSign(a, n), sgn(expected));
+}
+
+TEST(ExactDeterminantTest, HandDerivedValuesInCanonicalForm) {
+  struct Case {
+    std::vector<double> a;
+    const char* integer;
+    const char* hexadecimal;
+    std::int64_t power;
+  };
+  const Case cases[] = {
+      // 3(5 * -5.5 - 54) - (-5.5 - 18) + 4(6 - 10) = -237
+      {{3, 1, 4, 1, 5, 9, 2, 6, -5.5}, "-237", "-0xed", 0},
+      {{1, 2, 3, 4}, "-1", "-0x1", 1},  // -2
+      {{0.75}, "3", "0x3", -2},
+      // (2^52 + 1)(2^52 - 1) - 2^104: doubles alone would give 0.
+      {{4503599627370497.0, 4503599627370496.0, 4503599627370496.0, 4503599627370495.0},
+       "-1",
+       "-0x1",
+       0},
+      // Beyond the double range at both ends, and subnormal entries.
+      {{0x1p+1023, 0, 0, 0, 0x1p+1023, 0, 0, 0, 3}, "3", "0x3", 2046},
+      {{0x1p-1074, 0, 0, -0x1.8p-1070}, "-3", "-0x3", -2145},
+      // Singular: exact cancellation, a zero row, a zero column.
+      {{1, 2, 2, 4}, "0", "0x0", 0},
+      {{0, 0, 1, 2}, "0", "0x0", 0},
+      {{0, 1, 0, 2}, "0", "0x0", 0},
+      // Rows and columns of very different scale: 2^602 (1 - 2 * 0.75).
+      {{0x1p+500, 0x1p+501, 0x1.8p+101, 0x1p+102}, "-1", "-0x1", 601},
+  };
+  for (const Case& c : cases) {
+    const std::size_t n = std::size_t(std::sqrt(double(c.a.size())));
+    const komath::ExactDeterminant det = komath::DetExact(c.a, n);
+    EXPECT_EQ(det.integer, c.integer);
+    EXPECT_EQ(det.hexadecimal, c.hexadecimal);
+    EXPECT_EQ(det.powerOfTwo, c.power) << c.integer;
+    EXPECT_EQ(det.sign, c.integer[0] == '-' ? -1 : c.integer[0] == '0' ? 0 : 1);
+  }
+}
+
+TEST(ExactDeterminantTest, RandomMatricesEqualGmpBareiss) {
+  std::mt19937_64 rng(17);
+  std::uniform_real_distribution<double> uniform(-1, 1);
+  // Small matrices whose rows and columns differ in scale by up to 2^80,
+  // integer matrices with many zeros (pivots that vanish modulo a prime
+  // would need a row swap), and a singular one.
+  for (std::size_t n : {2, 3, 5, 8, 13}) {
+    std::vector<double> a(n * n);
+    std::vector<double> scaled(n * n);
+    std::vector<double> small(n * n);
+    for (std::size_t i = 0; i < n * n; ++i) {
+      a[i] = uniform(rng);
+      scaled[i] = std::ldexp(a[i], int(rng() % 41) - 20);
+      small[i] = double(int(rng() % 5) - 2);
+    }
+    for (std::size_t i = 0; i < n; ++i) {
+      for (std::size_t j = 0; j < n; ++j) {
+        scaled[i * n + j] = std::ldexp(scaled[i * n + j], 40 * int(i % 3) - 40 * int(j % 2));
+      }
+    }
+    ExpectExact(a, n);
+    ExpectExact(scaled, n);
+    ExpectExact(small, n);
+    std::copy(a.begin(), a.begin() + std::ptrdiff_t(n), a.end() - std::ptrdiff_t(n));
+    ExpectExact(a, n);
+  }
+}
+
+// The size the tool promises to handle in well under a second; the value
+// has about 1600 decimal digits, so it takes some 90 primes.
+TEST(ExactDeterminantTest, HundredByHundredEqualsGmpBareiss) {
+  const std::size_t n = 100;
+  std::mt19937_64 rng(1959);
+  std::uniform_real_distribution<double> uniform(-1, 1);
+  std::vector<double> a(n * n);
+  for (double& x : a) x = uniform(rng);
+  ExpectExact(a, n);
+}
+
+TEST(ExactDeterminantTest, RefusesWhatIsNotAFiniteSquareMatrix) {
+  const std::vector<double> four{1, 2, 3, 4};
+  EXPECT_THROW(komath::DetExact(four, 3), std::invalid_argument);
+  EXPECT_THROW(komath::DetSign(four, 0), std::invalid_argument);
+  EXPECT_THROW(komath::DetExact(std::vector<double>{1, 2, 3}, 2), std::invalid_argument);
+  const std::vector<double> infinite{1, 2, INFINITY, 4};
+  try {
+    komath::DetSign(infinite, 2);
+    ADD_FAILURE() << "no exception for an infinite entry";
+  } catch (const std::invalid_argument& e) {
+    EXPECT_STREQ(e.what(), "matrix entry (2, 1) is not finite");
+  }
+  EXPECT_THROW(komath::DetExact(std::vector<double>{1, NAN, 3, 4}, 2), std::invalid_argument);
+}
+
+}  // namespace
