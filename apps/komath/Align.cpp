@@ -1,4 +1,5 @@
 // komath align: Procrustes alignment of a source point set onto a target.
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -10,21 +11,21 @@
 #include "Errors.h"
 #include "Output.h"
 #include "Points.h"
+#include "Registration.h"
 #include "Sample.h"
 #include "Svg.h"
-#include "math/registration/KoProcrustes.h"
-#include "math/registration/KoTransformation.h"
 
 namespace komath {
 namespace {
 
-struct AlignOptions {
+struct AlignCommandOptions {
   std::vector<std::string> files;
-  bool scale = false;
+  std::string scale;  // empty: rigid; "least-squares" or "ratio"
   bool allowReflection = false;
   bool planar = false;
   bool translationOnly = false;
   std::string svg;
+  bool svgGiven = false;
   bool timing = false;
   bool json = false;
 };
@@ -41,61 +42,79 @@ double CpuSeconds() {
   return double(std::clock()) / CLOCKS_PER_SEC;
 }
 
-// Rotation, translation and scale as rows of a text table and as JSON.
-void AddMotion(TextTable& table, nlohmann::json& json, const KbMatrix4Rf& rotation,
-               const KbVector3f& translation, float scale) {
+// Rows of a d x d matrix (row after row) as table rows and JSON.
+nlohmann::json AddMatrix(TextTable& table, const std::string& label, std::span<const double> m,
+                         std::size_t d) {
   nlohmann::json rows = nlohmann::json::array();
-  for (unsigned r = 0; r < 3; ++r) {
-    const float row[3] = {rotation(r, 0), rotation(r, 1), rotation(r, 2)};
-    table.AddNumbers(r == 0 ? "rotation R" : "", std::span<const float>(row));
-    rows.push_back(JsonArray(std::span<const float>(row)));
+  for (std::size_t r = 0; r < d; ++r) {
+    const std::span<const double> row = m.subspan(r * d, d);
+    table.AddNumbers(r == 0 ? label : "", row);
+    rows.push_back(JsonArray(row));
   }
-  const float t[3] = {translation.x, translation.y, translation.z};
-  table.AddNumbers("translation t", std::span<const float>(t));
-  table.Add({"scale s", Format(scale)});
-  json["rotation"] = rows;
-  json["translation"] = JsonArray(std::span<const float>(t));
-  json["scale"] = Json(scale);
+  return rows;
 }
 
-void RunAlign(const AlignOptions& options) {
+AlignOptions::Scale ScaleMode(const std::string& name) {
+  if (name.empty()) return AlignOptions::Scale::eNone;
+  if (name == "least-squares") return AlignOptions::Scale::eLeastSquares;
+  if (name == "ratio") return AlignOptions::Scale::eRatio;
+  throw UsageError("--scale=" + name + ": the scale is 'least-squares' (plain --scale) or 'ratio'");
+}
+
+void RunAlign(const AlignCommandOptions& options) {
   if (options.files.size() == 1) {
     throw UsageError("align needs two files, TARGET and SOURCE (or none for the built-in sample)");
   }
+  if (options.files.size() == 2 && options.files[0] == "-" && options.files[1] == "-") {
+    throw UsageError("standard input ('-') can be read only once: name at most one file '-'");
+  }
+  CheckOutputPath("--svg", options.svgGiven, options.svg);
+  AlignOptions api;
+  api.scale = ScaleMode(options.scale);
+  api.allowReflection = options.allowReflection;
+  api.planar = options.planar;
+  api.translationOnly = options.translationOnly;
+
   const bool sample = options.files.empty();
   std::string heading;
-  KbArray<KbVector3f> target;
-  KbArray<KbVector3f> source;
+  PointSet target, source;
   Motion known;
   const Clock::time_point readStart = Clock::now();
   const double readCpuStart = CpuSeconds();
   std::uint64_t bytes = 0;
   if (sample) {
-    known = SampleMotion(options.planar, options.translationOnly, options.scale);
-    source = SampleShape();
-    target = MovedCopy(source, known, c_sampleSeed);
-    heading = "built-in sample: " + std::to_string(source.GetSize()) +
+    known = SampleMotion(options.planar, options.translationOnly, !options.scale.empty());
+    const KbArray<KbVector3f> shape = SampleShape();
+    source = Widen(shape);
+    target = Widen(MovedCopy(shape, known, c_sampleSeed));
+    heading = "built-in sample: " + std::to_string(source.Count()) +
               " landmarks of a house (source) and a copy moved by a known motion plus normal "
               "noise of sd " +
               Format(c_sampleNoise) + " (target)\n";
   } else {
-    NumberReader targetReader(options.files[0], {.finiteOnly = true, .floatRange = true});
-    ReadPoints(targetReader, target);
-    NumberReader sourceReader(options.files[1], {.finiteOnly = true, .floatRange = true});
-    ReadPoints(sourceReader, source);
+    NumberReader targetReader(options.files[0], {.finiteOnly = true});
+    target = ReadPoints(targetReader);
+    NumberReader sourceReader(options.files[1], {.finiteOnly = true});
+    source = ReadPoints(sourceReader);
     bytes = targetReader.BytesRead() + sourceReader.BytesRead();
-    if (target.GetSize() != source.GetSize()) {
-      throw InputError(sourceReader.Name() + " has " + std::to_string(source.GetSize()) +
+    if (target.Count() != source.Count()) {
+      throw InputError(sourceReader.Name() + " has " + std::to_string(source.Count()) +
                        " points, " + targetReader.Name() + " has " +
-                       std::to_string(target.GetSize()) +
+                       std::to_string(target.Count()) +
                        ": corresponding point sets need equal counts");
     }
-    if (target.GetSize() < 3) {
+    if (target.dimension != source.dimension) {
+      throw InputError(sourceReader.Name() + " has " + std::to_string(source.dimension) +
+                       " coordinates per point, " + targetReader.Name() + " has " +
+                       std::to_string(target.dimension) + ": both sets need one dimension");
+    }
+    if (target.Count() < 3) {
       throw InputError(
           targetReader.Name(), 0,
-          "only " + std::to_string(target.GetSize()) + " points: an alignment needs at least 3");
+          "only " + std::to_string(target.Count()) + " points: an alignment needs at least 3");
     }
-    heading = std::to_string(target.GetSize()) + " point pairs, " + sourceReader.Name() +
+    heading = std::to_string(target.Count()) + " point pairs" +
+              (target.dimension == 2 ? " in the plane, " : ", ") + sourceReader.Name() +
               " (source) onto " + targetReader.Name() + " (target)\n";
   }
   const double readSeconds = Seconds(readStart);
@@ -103,80 +122,76 @@ void RunAlign(const AlignOptions& options) {
 
   const Clock::time_point computeStart = Clock::now();
   const double computeCpuStart = CpuSeconds();
-  KoProcrustes procrustes;
-  procrustes.SetInput(target, source);
-  auto& flags = procrustes.GetFlags();
-  flags.Set(KoProcrustes::eNormalizeScale, options.scale);
-  flags.Set(KoProcrustes::eApplyScaling, options.scale);
-  flags.Set(KoProcrustes::eAllowReflection, options.allowReflection);
-  flags.Set(KoProcrustes::ePlanar, options.planar);
-  flags.Set(KoProcrustes::eTranslationOnly, options.translationOnly);
-  if (!procrustes.Compute(KoAlgorithm::eComputeDefault)) {
-    throw InputError("the alignment could not be computed");
-  }
-  KoTransformation transformation;
-  procrustes.GetOutput(transformation);
+  const std::size_t d = target.dimension;
+  const AlignResult result = Align(target.coordinates, source.coordinates, d, api);
   const double computeSeconds = Seconds(computeStart);
   const double computeCpu = CpuSeconds() - computeCpuStart;
 
-  const KbMatrix4Rf& matrix = transformation.GetMatrix();
-  const KbVector3f translation(matrix(3, 0), matrix(3, 1), matrix(3, 2));
-  const float scale = transformation.GetScaling().x;
-  KbArray<KbVector3d> identity(source.GetSize());
-  KbArray<KbVector3d> moved(source.GetSize());
-  for (unsigned i = 0; i < source.GetSize(); ++i) {
-    identity[i] = {source[i].x, source[i].y, source[i].z};
-    moved[i] = Apply(matrix, source[i]);
-  }
-  const ResidualStats before = Residuals(target, identity);
-  const ResidualStats after = Residuals(target, moved);
-  identity = {};
-
   std::vector<std::string> flagNames;
-  if (options.scale) flagNames.push_back("scale");
+  if (api.scale == AlignOptions::Scale::eLeastSquares) flagNames.push_back("scale");
+  if (api.scale == AlignOptions::Scale::eRatio) flagNames.push_back("scale=ratio");
   if (options.allowReflection) flagNames.push_back("allow-reflection");
   if (options.planar) flagNames.push_back("planar");
   if (options.translationOnly) flagNames.push_back("translation-only");
 
-  nlohmann::json json{{"points", target.GetSize()}, {"flags", flagNames}};
+  nlohmann::json json{{"points", target.Count()}, {"dimension", d}, {"flags", flagNames}};
   std::string text = heading +
                      "the source maps onto the target as  target = s * source * R + t"
                      "  = (source, 1) * M  (row vectors)\n";
   TextTable table;
-  AddMotion(table, json, transformation.GetRotation(), translation, scale);
-  nlohmann::json jsonMatrix = nlohmann::json::array();
-  for (unsigned r = 0; r < 4; ++r) {
-    const std::span<const float> row(&matrix(r, 0), 4);
-    table.AddNumbers(r == 0 ? "matrix M" : "", row);
-    jsonMatrix.push_back(JsonArray(row));
-  }
-  json["matrix"] = jsonMatrix;
+  json["rotation"] = AddMatrix(table, "rotation R", result.rotation, d);
+  table.AddNumbers("translation t", std::span<const double>(result.translation));
+  table.Add({"scale s", Format(result.scale)});
+  json["translation"] = JsonArray(std::span<const double>(result.translation));
+  json["scale"] = Json(result.scale);
+  json["matrix"] = AddMatrix(table, "matrix M", result.matrix, 4);
   text += table.Render("");
   TextTable residuals;
   residuals.Add({"residual", "rms", "max"});
-  // Measured in double, reported in the points' own precision.
-  const float stats[4] = {float(before.rms), float(before.max), float(after.rms), float(after.max)};
-  residuals.Add({"  before", Format(stats[0]), Format(stats[1])});
-  residuals.Add({"  after", Format(stats[2]), Format(stats[3])});
+  residuals.Add({"  before", Format(result.rmsBefore), Format(result.maxBefore)});
+  residuals.Add({"  after", Format(result.rmsAfter), Format(result.maxAfter)});
   text += residuals.Render("");
-  json["residuals"] = {{"before", {{"rms", Json(stats[0])}, {"max", Json(stats[1])}}},
-                       {"after", {{"rms", Json(stats[2])}, {"max", Json(stats[3])}}}};
+  json["residuals"] = {
+      {"before", {{"rms", Json(result.rmsBefore)}, {"max", Json(result.maxBefore)}}},
+      {"after", {{"rms", Json(result.rmsAfter)}, {"max", Json(result.maxAfter)}}}};
 
   if (sample) {
     TextTable knownTable;
     nlohmann::json jsonKnown;
-    AddMotion(knownTable, jsonKnown, known.rotation, known.translation, known.scale);
-    const float angle = float(RotationAngleBetween(transformation.GetRotation(), known.rotation));
-    const float shift = std::sqrt((translation - known.translation).SquaredLength());
-    text += "known motion (what the sample applied)\n" + knownTable.Render("") +
-            "recovered vs known: rotation differs by " + Format(angle) + " rad, translation by " +
-            Format(shift) + ", scale by " + Format(scale - known.scale) + "\n";
+    std::vector<double> rotation;
+    for (unsigned r = 0; r < 3; ++r) {
+      for (unsigned c = 0; c < 3; ++c) rotation.push_back(known.rotation(r, c));
+    }
+    const double t[3] = {known.translation.x, known.translation.y, known.translation.z};
+    jsonKnown["rotation"] = AddMatrix(knownTable, "rotation R", rotation, 3);
+    knownTable.AddNumbers("translation t", std::span<const double>(t));
+    knownTable.Add({"scale s", Format(known.scale)});
+    jsonKnown["translation"] = JsonArray(std::span<const double>(t));
+    jsonKnown["scale"] = Json(known.scale);
     jsonKnown["noise_sd"] = c_sampleNoise;
+    double shift = 0;
+    for (unsigned c = 0; c < 3; ++c) shift += std::pow(result.translation[c] - t[c], 2);
+    text += "known motion (what the sample applied)\n" + knownTable.Render("") +
+            "recovered vs known: rotation differs by " +
+            Format(RotationAngleBetween(result.rotation, rotation, 3)) + " rad, translation by " +
+            Format(std::sqrt(shift)) + ", scale by " + Format(result.scale - known.scale) + "\n";
     json["known"] = jsonKnown;
   }
 
   const Clock::time_point svgStart = Clock::now();
-  if (!options.svg.empty()) WriteOutputFile(options.svg, AlignmentSvg(target, source, moved));
+  if (options.svgGiven) {
+    PointSet moved{d, std::vector<double>(source.coordinates.size())};
+    for (std::size_t i = 0; i < source.Count(); ++i) {
+      for (std::size_t c = 0; c < d; ++c) {
+        double value = result.matrix[12 + c];
+        for (std::size_t e = 0; e < d; ++e) {
+          value += source.coordinates[i * d + e] * result.matrix[4 * e + c];
+        }
+        moved.coordinates[i * d + c] = value;
+      }
+    }
+    WriteOutputFile(options.svg, AlignmentSvg(target, source, moved));
+  }
   if (options.timing) {
     std::fprintf(stderr,
                  "timing: read %.1f MB in %.3f s (%.0f MB/s; processor time %.3f s, %.0f MB/s), "
@@ -191,24 +206,33 @@ void RunAlign(const AlignOptions& options) {
 }  // namespace
 
 void AddAlignCommand(CLI::App& app) {
-  auto options = std::make_shared<AlignOptions>();
+  auto options = std::make_shared<AlignCommandOptions>();
   CLI::App* command = app.add_subcommand(
       "align", "Procrustes alignment of SOURCE onto TARGET (built-in sample without files)");
   command
       ->add_option("TARGET SOURCE", options->files,
-                   "corresponding points, one 'x y [z]' per line ('-': standard input)")
+                   "corresponding points, one 'x y [z]' per line ('-': standard input); two "
+                   "columns are points in the plane")
       ->expected(0, 2);
-  command->add_flag("--scale", options->scale,
-                    "also find a uniform scale (normalise both sets, apply the ratio)");
+  command->add_flag("--scale{least-squares}", options->scale,
+                    "also find a uniform scale: the least-squares similarity scale, or with "
+                    "--scale=ratio the ratio of the two sets' sizes");
   command->add_flag("--allow-reflection", options->allowReflection,
-                    "allow a reflection instead of a proper rotation");
+                    "allow a reflection instead of a proper rotation (also in the plane)");
   command->add_flag("--planar", options->planar, "rotate about the z axis only");
   command->add_flag("--translation-only", options->translationOnly,
                     "match the centroids only, no rotation");
-  command->add_option("--svg", options->svg,
-                      "write a picture of both sets before and after alignment (SVG)");
+  command
+      ->add_option("--svg", options->svg,
+                   "write a picture of both sets before and after alignment (SVG)")
+      ->each([options](const std::string&) { options->svgGiven = true; });
   command->add_flag("--timing", options->timing,
                     "report the time spent reading and aligning on standard error");
+  command->footer(
+      "Points are rows: the source maps as s * source * R + t. Planar input (two columns, or "
+      "every z = 0) is never reflected unless --allow-reflection. Both sets are centred and "
+      "scaled to unit size in double before the float library aligns them; the scale, the "
+      "translation and the residuals are computed in double on the given coordinates.");
   AddJsonFlag(*command, options->json);
   command->callback([options] { RunAlign(*options); });
 }

@@ -1,11 +1,17 @@
 // komath fit: weighted least-squares polynomial fit of x y [sigma] rows.
+//
+// Memory: the x, y (and sigma) columns in double, plus the fit's float
+// copy of the points (12 bytes a point); the residual table is written as
+// it is computed.
 #include <cmath>
+#include <cstdio>
 #include <memory>
 
 #include "Commands.h"
+#include "Fitting.h"
 #include "Output.h"
 #include "Reader.h"
-#include "math/tables/KoPolynomFit.h"
+#include "Stream.h"
 
 namespace komath {
 namespace {
@@ -16,74 +22,111 @@ struct FitOptions {
   bool json = false;
 };
 
+// p(x) through the form in u, which keeps its digits where the form in x
+// may not.
+double Fitted(const FitResult& fit, double x) {
+  const double u = (x - fit.shift) / fit.scale;
+  double value = 0;
+  for (std::size_t k = fit.scaledCoefficients.size(); k-- > 0;) {
+    value = value * u + fit.scaledCoefficients[k];
+  }
+  return value;
+}
+
+std::string Polynomial(const std::vector<double>& c, const char* variable) {
+  std::string text;
+  for (std::size_t k = 0; k < c.size(); ++k) {
+    const std::string term = Format(c[k]);
+    text += k == 0 ? term : (term[0] == '-' ? " - " + term.substr(1) : " + " + term);
+    if (k > 0) text += std::string(" ") + variable + (k > 1 ? "^" + std::to_string(k) : "");
+  }
+  return text;
+}
+
 void RunFit(const FitOptions& options) {
-  NumberReader reader(options.file, {.finiteOnly = true, .floatRange = true});
-  KbArray<KoPoint<float>> points;
-  KbArray<float> sigmas;
+  NumberReader reader(options.file, {.finiteOnly = true});
+  Column xs, ys, sigmas;
   const std::size_t columns =
       ReadTable(reader, 2, 3, "x y [sigma]", [&](std::span<const double> row) {
-        const float sigma = row.size() == 3 ? float(row[2]) : 1.0f;
-        if (!(sigma > 0)) reader.Fail("sigma " + Format(row[2]) + " is not positive");
-        points.PushBack(KoPoint<float>(float(row[0]), float(row[1])));
-        sigmas.PushBack(sigma);
+        if (row.size() == 3 && !(row[2] > 0)) {
+          reader.Fail("sigma " + Format(row[2]) + " is not positive");
+        }
+        xs.PushBack(row[0]);
+        ys.PushBack(row[1]);
+        if (row.size() == 3) sigmas.PushBack(row[2]);
       });
-  if (points.GetSize() <= options.degree) {
+  const std::size_t n = xs.Size();
+  if (n <= options.degree) {
     throw InputError(reader.Name(), 0,
                      "a fit of degree " + std::to_string(options.degree) + " needs at least " +
                          std::to_string(options.degree + 1) + " points, the file has " +
-                         std::to_string(points.GetSize()));
+                         std::to_string(n));
   }
-  KbArray<float> coefficients;
-  KoPolynomFit<float> fit;
-  fit.SetInput(points, sigmas, options.degree, coefficients);
-  if (!fit.Compute(KoAlgorithm::eComputeDefault)) {
-    throw InputError(reader.Name(), 0, "the fit could not be computed");
-  }
-  const float chiSquare = fit.GetOutput();
-
-  // Fitted values as the fit's own chi-square forms them: the sum of
-  // c[k]·x^k from k = 0 up, the powers by repeated multiplication, in float.
-  KbArray<float> fitted(points.GetSize());
-  KbArray<float> residuals(points.GetSize());
+  const std::vector<double> x = xs.Drain(), y = ys.Drain(), sigma = sigmas.Drain();
+  const FitResult fit = Fit(x, y, sigma, options.degree);
   double sumSquares = 0;
-  for (unsigned int i = 0; i < points.GetSize(); ++i) {
-    float value = 0;
-    float power = 1;
-    for (unsigned int k = 0; k < coefficients.GetSize(); ++k, power = points[i].x * power) {
-      value += coefficients[k] * power;
+  for (std::size_t i = 0; i < n; ++i) sumSquares += std::pow(y[i] - Fitted(fit, x[i]), 2);
+  const double rms = std::sqrt(sumSquares / double(n));
+  if (!std::isfinite(rms)) {
+    throw ComputationError("fit: the rms residual overflows double (values near 1e154?)");
+  }
+  if (fit.illConditioned) {
+    std::fprintf(stderr,
+                 "komath fit: warning: the polynomial in x is ill-conditioned on these x (its "
+                 "terms cancel to far below their size, so its coefficients lose most of their "
+                 "digits): use the polynomial in u = (x - shift) / scale\n");
+  }
+
+  StreamWriter out;
+  if (options.json) {
+    out.Write("{\n");
+    out.Member("chi_square", Json(fit.chiSquare));
+    out.Member("coefficients", JsonArray(std::span<const double>(fit.coefficients)));
+    out.Member("degree", options.degree);
+    out.Member("ill_conditioned", fit.illConditioned);
+    out.Member("points", n);
+    out.Member("rms_residual", Json(rms));
+    out.Member("scaled",
+               {{"shift", Json(fit.shift)},
+                {"scale", Json(fit.scale)},
+                {"coefficients", JsonArray(std::span<const double>(fit.scaledCoefficients))}});
+    // The two long arrays, filled a block at a time.
+    for (const bool residuals : {false, true}) {
+      out.Write(residuals ? ",\n  \"residuals\": [" : "  \"fitted\": [");
+      for (std::size_t i = 0; i < n; ++i) {
+        const double value = Fitted(fit, x[i]);
+        out.Write(i == 0 ? "\n    " : ",\n    ");
+        out.Write(Format(residuals ? y[i] - value : value));
+      }
+      out.Write("\n  ]");
     }
-    fitted[i] = value;
-    residuals[i] = points[i].y - value;
-    sumSquares += double(residuals[i]) * residuals[i];
+    out.Write("\n}\n");
+  } else {
+    out.Write("degree " + std::to_string(options.degree) + ", " + std::to_string(n) + " points" +
+              (columns == 3 ? " with sigmas" : ", sigma 1") + "\n");
+    TextTable head;
+    head.Add({"in u = (x - shift) / scale", "y = " + Polynomial(fit.scaledCoefficients, "u")});
+    head.Add({"  shift, scale", Format(fit.shift) + ", " + Format(fit.scale)});
+    head.Add({"in x" + std::string(fit.illConditioned ? " (ill-conditioned)" : ""),
+              "y = " + Polynomial(fit.coefficients, "x")});
+    head.Add({"chi-square", Format(fit.chiSquare)});
+    head.Add({"rms residual", Format(rms)});
+    out.Write(head.Render(""));
+    out.Write("residuals\n");
+    TextTable rows;
+    rows.Add({"x", "y", "fitted", "residual"});
+    // Rendered a block of rows at a time: the columns align within a block.
+    constexpr std::size_t c_block = 4096;
+    for (std::size_t i = 0; i < n; ++i) {
+      const double value = Fitted(fit, x[i]);
+      rows.Add({Format(x[i]), Format(y[i]), Format(value), Format(y[i] - value)});
+      if ((i + 1) % c_block == 0 || i + 1 == n) {
+        out.Write(rows.Render("  "));
+        rows = TextTable();
+      }
+    }
   }
-  // Summed in double, reported in the data's own precision.
-  const float rms = float(std::sqrt(sumSquares / points.GetSize()));
-
-  const std::span<const float> c(coefficients.GetData(), coefficients.GetSize());
-  std::string text = "degree " + std::to_string(options.degree) + ", " +
-                     std::to_string(points.GetSize()) + " points" +
-                     (columns == 3 ? " with sigmas" : ", sigma 1") + "\n";
-  TextTable head;
-  head.AddNumbers("coefficients (c0 + c1 x + ...)", c);
-  head.Add({"chi-square", Format(chiSquare)});
-  head.Add({"rms residual", Format(rms)});
-  text += head.Render("");
-  text += "residuals\n";
-  TextTable rows;
-  rows.Add({"x", "y", "fitted", "residual"});
-  for (unsigned int i = 0; i < points.GetSize(); ++i) {
-    rows.Add({Format(points[i].x), Format(points[i].y), Format(fitted[i]), Format(residuals[i])});
-  }
-  text += rows.Render("  ");
-
-  nlohmann::json json{
-      {"degree", options.degree},
-      {"coefficients", JsonArray(c)},
-      {"chi_square", Json(chiSquare)},
-      {"rms_residual", Json(rms)},
-      {"fitted", JsonArray(std::span<const float>(fitted.GetData(), fitted.GetSize()))},
-      {"residuals", JsonArray(std::span<const float>(residuals.GetData(), residuals.GetSize()))}};
-  Emit(text, json, options.json);
+  out.Finish();
 }
 
 }  // namespace
@@ -99,6 +142,11 @@ void AddFitCommand(CLI::App& app) {
       ->add_option("FILE", options->file,
                    "the points, one 'x y [sigma]' per line ('-': standard input)")
       ->required();
+  command->footer(
+      "The fit runs on u = (x - shift) / scale, which maps the x of the data onto [-1, 1], "
+      "and prints the polynomial in u and expanded in x; where the form in x cancels away its "
+      "digits a warning says so. Fitted values, residuals and the chi-square come from the "
+      "form in u, in double.");
   AddJsonFlag(*command, options->json);
   command->callback([options] { RunFit(*options); });
 }

@@ -2,49 +2,67 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace komath {
 namespace {
 
 constexpr const char* c_layout = "x y [z]";
-// KbArray counts in unsigned int and doubles its capacity when it grows.
-constexpr std::uint64_t c_maxPoints = std::uint64_t(1) << 30;
-
-KbVector3f PointOf(std::span<const double> v) {
-  return {float(v[0]), float(v[1]), v.size() == 3 ? float(v[2]) : 0.0f};
-}
 
 }  // namespace
 
-void ReadPoints(NumberReader& reader, KbArray<KbVector3f>& points) {
-  ReadTable(reader, 2, 3, c_layout, [&](std::span<const double> row) {
-    if (points.GetSize() == c_maxPoints) reader.Fail("more than 2^30 points");
-    points.PushBack(PointOf(row));
+PointSet ReadPoints(NumberReader& reader) {
+  PointSet set;
+  set.dimension = ReadTable(reader, 2, 3, c_layout, [&](std::span<const double> row) {
+    set.coordinates.insert(set.coordinates.end(), row.begin(), row.end());
   });
+  return set;
 }
 
-void ReadShapes(NumberReader& reader, KbArray<KbArray<KbVector3f>>& shapes,
-                std::vector<std::uint64_t>& firstLines) {
+void ReadShapes(NumberReader& reader, ShapeSet& shapes) {
   std::size_t columns = 0;
   std::uint64_t firstLine = 0;
+  // Landmarks of the shape being read (while inShape).
+  std::size_t current = 0;
   bool inShape = false;
+  const auto finish = [&] {
+    if (!inShape) return;
+    inShape = false;
+    if (shapes.landmarks == 0) shapes.landmarks = current;
+    if (current != shapes.landmarks) {
+      throw InputError(shapes.origins.back() + ": shape " + std::to_string(shapes.Count() - 1) +
+                       " has " + std::to_string(current) + " landmarks, shape 0 (" +
+                       shapes.origins.front() + ") has " + std::to_string(shapes.landmarks));
+    }
+  };
   while (reader.Next()) {
     if (reader.IsBlank()) {
-      inShape = false;
+      finish();
       continue;
     }
     CheckColumns(reader, columns, 2, 3, c_layout, firstLine);
     if (!inShape) {
-      shapes.PushBack(KbArray<KbVector3f>());
-      firstLines.push_back(reader.Line());
+      if (!shapes.origins.empty() && columns != shapes.points.dimension) {
+        reader.Fail("points of " + std::to_string(columns) + " coordinates, while " +
+                    shapes.origins.front() + " has " + std::to_string(shapes.points.dimension) +
+                    ": all shapes need one dimension");
+      }
+      shapes.points.dimension = columns;
+      shapes.origins.push_back(reader.Name() + ":" + std::to_string(reader.Line()));
       inShape = true;
+      current = 0;
     }
-    KbArray<KbVector3f>& shape = shapes[shapes.GetSize() - 1];
-    if (shape.GetSize() == c_maxPoints) reader.Fail("more than 2^30 points");
-    shape.PushBack(PointOf(reader.Values()));
+    const std::span<const double> row = reader.Values();
+    shapes.points.coordinates.insert(shapes.points.coordinates.end(), row.begin(), row.end());
+    ++current;
   }
+  finish();
   if (columns == 0) throw InputError(reader.Name(), 0, "no numbers in the input (empty file?)");
+}
+
+PointSet Widen(const KbArray<KbVector3f>& points) {
+  PointSet set;
+  for (const KbVector3f& p : points) set.coordinates.insert(set.coordinates.end(), {p.x, p.y, p.z});
+  return set;
 }
 
 KbVector3d Apply(const KbMatrix4Rf& m, const KbVector3f& p) {
@@ -55,27 +73,13 @@ KbVector3d Apply(const KbMatrix4Rf& m, const KbVector3f& p) {
   return {out[0] / out[3], out[1] / out[3], out[2] / out[3]};
 }
 
-ResidualStats Residuals(const KbArray<KbVector3f>& a, const KbArray<KbVector3d>& b) {
-  ResidualStats stats;
-  double sum = 0;
-  for (unsigned i = 0; i < a.GetSize(); ++i) {
-    const KbVector3d d(a[i].x - b[i].x, a[i].y - b[i].y, a[i].z - b[i].z);
-    const double squared = d.SquaredLength();
-    sum += squared;
-    stats.max = std::max(stats.max, squared);
-  }
-  stats.rms = a.IsEmpty() ? 0 : std::sqrt(sum / a.GetSize());
-  stats.max = std::sqrt(stats.max);
-  return stats;
-}
-
-double RotationAngleBetween(const KbMatrix4Rf& a, const KbMatrix4Rf& b) {
-  // trace(a^T b) = 1 + 2 cos(angle)
+double RotationAngleBetween(std::span<const double> a, std::span<const double> b,
+                            std::size_t dimension) {
+  // trace(a^T b) = 1 + 2 cos(angle) in 3-D, 2 cos(angle) in the plane.
   double trace = 0;
-  for (unsigned r = 0; r < 3; ++r) {
-    for (unsigned c = 0; c < 3; ++c) trace += double(a(r, c)) * b(r, c);
-  }
-  return std::acos(std::clamp((trace - 1) / 2, -1.0, 1.0));
+  for (std::size_t i = 0; i < a.size(); ++i) trace += a[i] * b[i];
+  const double cosine = dimension == 2 ? trace / 2 : (trace - 1) / 2;
+  return std::acos(std::clamp(cosine, -1.0, 1.0));
 }
 
 }  // namespace komath

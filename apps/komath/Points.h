@@ -1,7 +1,11 @@
-// Point sets for the registration commands: reading, moving, comparing.
+// Point sets for the registration commands: reading them in double, and
+// the few measures the commands print besides the API's results.
 #pragma once
 
+#include <cstdint>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "Reader.h"
 #include "base/KbArray.h"
@@ -10,27 +14,39 @@
 
 namespace komath {
 
-// Reads one point per line, "x y z" or "x y" (z = 0), into `points`;
-// every value must be finite in float. Blank lines are ignored.
-void ReadPoints(NumberReader& reader, KbArray<KbVector3f>& points);
+// n points of `dimension` coordinates (2 or 3), point after point: the
+// layout of the registration API.
+struct PointSet {
+  std::size_t dimension = 3;
+  std::vector<double> coordinates;
+  std::size_t Count() const { return coordinates.size() / dimension; }
+};
 
-// Reads shapes separated by blank lines (one or more), appending each to
-// `shapes`; `firstLines` gets the line each shape starts on.
-void ReadShapes(NumberReader& reader, KbArray<KbArray<KbVector3f>>& shapes,
-                std::vector<std::uint64_t>& firstLines);
+// Reads one point per line, "x y z" or "x y"; every line of the file has the
+// same width, which is the set's dimension. Blank lines are ignored.
+PointSet ReadPoints(NumberReader& reader);
+
+// Shapes separated by blank lines (one or more), appended to `shapes` (all
+// of one dimension and one landmark count, checked against what is there
+// already, with the offending shape's file and line named); `origins` gets
+// "file:line" of each shape's first landmark.
+struct ShapeSet {
+  PointSet points;            // every shape's landmarks, shape after shape
+  std::size_t landmarks = 0;  // per shape; 0 until the first shape is read
+  std::vector<std::string> origins;
+  std::size_t Count() const { return origins.size(); }
+};
+void ReadShapes(NumberReader& reader, ShapeSet& shapes);
+
+// The built-in samples' float points as a 3-D set.
+PointSet Widen(const KbArray<KbVector3f>& points);
 
 // (p, 1) · m in double, divided by the resulting w.
 KbVector3d Apply(const KbMatrix4Rf& m, const KbVector3f& p);
 
-struct ResidualStats {
-  double rms = 0;
-  double max = 0;
-};
-// Distances |a_i - b_i| of corresponding points.
-ResidualStats Residuals(const KbArray<KbVector3f>& a, const KbArray<KbVector3d>& b);
-
-// The angle in radians of the rotation that turns `a` into `b` (upper-left
-// 3x3 blocks, both rotations).
-double RotationAngleBetween(const KbMatrix4Rf& a, const KbMatrix4Rf& b);
+// The angle in radians of the rotation that turns `a` into `b` (both
+// rotations of dimension d, row after row).
+double RotationAngleBetween(std::span<const double> a, std::span<const double> b,
+                            std::size_t dimension);
 
 }  // namespace komath

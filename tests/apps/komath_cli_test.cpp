@@ -15,7 +15,9 @@
 #include <sstream>
 #include <string>
 
+#include "Fitting.h"
 #include "RecordTestSupport.h"
+#include "Registration.h"
 #include "math/foundations/KbOrthogonalMatrices.h"
 #include "math/foundations/KoMatrixConstants.h"
 #include "math/numerics/KoFtArrayConvolution.h"
@@ -75,6 +77,20 @@ class KomathTest : public ::testing::Test {
     return Write(name, text.str());
   }
 
+  // The coordinates as komath reads them from WritePoints' text, in double.
+  static std::vector<double> Coordinates(const KbArray<KbVector3f>& points) {
+    std::vector<double> out;
+    for (const KbVector3f& p : points) {
+      for (unsigned c = 0; c < 3; ++c) {
+        std::ostringstream text;
+        text.precision(9);
+        text << p[c];
+        out.push_back(std::stod(text.str()));
+      }
+    }
+    return out;
+  }
+
   ko_test::ScratchDirectory m_scratch;
   const fs::path& m_dir = m_scratch.Path();
 };
@@ -131,21 +147,34 @@ TEST_F(KomathTest, ExactDeterminantIsAnIntegerTimesAPowerOfTwo) {
   EXPECT_EQ(big.status, 0) << big.err;
 }
 
-TEST_F(KomathTest, FitEqualsTheLibrarysFit) {
+TEST_F(KomathTest, FitEqualsTheApisFit) {
   const std::string text = "0 1.1 0.5\n1 2.9 0.5\n2 5.2 1\n3 6.8 1\n4 9.1 2\n";
   const json result = RunJson("fit --degree 2 -", text);
-  KbArray<KoPoint<float>> points{{0, 1.1f}, {1, 2.9f}, {2, 5.2f}, {3, 6.8f}, {4, 9.1f}};
-  KbArray<float> sigmas{0.5f, 0.5f, 1, 1, 2};
-  KbArray<float> coefficients;
-  KoPolynomFit<float> fit;
-  fit.SetInput(points, sigmas, 2, coefficients);
-  ASSERT_TRUE(fit.Compute(KoAlgorithm::eComputeDefault));
+  const komath::FitResult fit =
+      komath::Fit({{0, 1, 2, 3, 4}}, {{1.1, 2.9, 5.2, 6.8, 9.1}}, {{0.5, 0.5, 1, 1, 2}}, 2);
   ASSERT_EQ(result["coefficients"].size(), 3u);
-  for (unsigned k = 0; k < 3; ++k) EXPECT_EQ(F(result["coefficients"][k]), coefficients[k]);
-  EXPECT_EQ(F(result["chi_square"]), fit.GetOutput());
-  // The text output shows the same shortest numbers.
+  for (unsigned k = 0; k < 3; ++k) {
+    EXPECT_EQ(result["coefficients"][k].get<double>(), fit.coefficients[k]);
+    EXPECT_EQ(result["scaled"]["coefficients"][k].get<double>(), fit.scaledCoefficients[k]);
+  }
+  EXPECT_EQ(result["scaled"]["shift"].get<double>(), 2);
+  EXPECT_EQ(result["scaled"]["scale"].get<double>(), 2);
+  EXPECT_EQ(result["chi_square"].get<double>(), fit.chiSquare);
+  EXPECT_EQ(result["residuals"].size(), 5u);
+  // The text output shows the same shortest numbers, in u and in x.
   const Result plain = Run("fit -d 2 -", text);
-  EXPECT_NE(plain.out.find(result["coefficients"][2].dump()), std::string::npos) << plain.out;
+  EXPECT_NE(plain.out.find(result["coefficients"][2].dump() + " x^2"), std::string::npos)
+      << plain.out;
+  EXPECT_NE(plain.out.find(result["scaled"]["coefficients"][2].dump() + " u^2"), std::string::npos)
+      << plain.out;
+  EXPECT_EQ(plain.err, "");
+  // x = the year: the form in x is ill-conditioned, and a warning says so.
+  std::string years;
+  for (int i = 0; i < 40; ++i)
+    years += std::to_string(1959 + i) + " " + std::to_string(i % 7) + "\n";
+  const Result warned = Run("fit -d 6 -", years);
+  EXPECT_EQ(warned.status, 0);
+  EXPECT_NE(warned.err.find("warning: the polynomial in x is ill-conditioned"), std::string::npos);
 }
 
 // The seeded test shape: n points in a 4 x 3 x 2 box, and a copy moved by
@@ -175,16 +204,12 @@ TEST_F(KomathTest, AlignRecoversAKnownMotionWithinTheNoise) {
   const json result = RunJson("align --scale " + WritePoints("target.txt", target) + " " +
                               WritePoints("source.txt", source));
 
-  // Bit for bit the library's result on the same points.
-  KoProcrustes procrustes;
-  procrustes.SetInput(target, source);
-  procrustes.GetFlags().Set(KoProcrustes::eNormalizeScale);
-  procrustes.GetFlags().Set(KoProcrustes::eApplyScaling);
-  ASSERT_TRUE(procrustes.Compute(KoAlgorithm::eComputeDefault));
-  KbMatrix4Rf expected;
-  procrustes.GetOutput(expected);
+  // Bit for bit the API's result on the same points.
+  const komath::AlignResult expected =
+      komath::Align(Coordinates(target), Coordinates(source), 3,
+                    {.scale = komath::AlignOptions::Scale::eLeastSquares});
   for (unsigned r = 0; r < 4; ++r) {
-    for (unsigned c = 0; c < 4; ++c) EXPECT_EQ(F(result["matrix"][r][c]), expected(r, c));
+    for (unsigned c = 0; c < 4; ++c) EXPECT_EQ(result["matrix"][r][c], expected.matrix[4 * r + c]);
   }
   // What remains is the noise: sigma·sqrt(3 (n - 7) / n) per point.
   const double rms = result["residuals"]["after"]["rms"].get<double>();
@@ -216,7 +241,7 @@ TEST_F(KomathTest, AlignSampleShowsItsKnownMotionAndDrawsWellFormedSvg) {
   EXPECT_EQ(std::system(parse.c_str()), 0);
 }
 
-TEST_F(KomathTest, GpaEqualsTheLibraryFromOneFileOrMany) {
+TEST_F(KomathTest, GpaEqualsTheApiFromOneFileOrMany) {
   KbMatrix4Rf motion = KbOrthogonalMatrices::MakeXYZRotation(KbVector3f(0.2f, 0.1f, -0.7f));
   motion(3, 0) = 3;
   KbArray<KbArray<KbVector3f>> shapes(3);
@@ -231,22 +256,57 @@ TEST_F(KomathTest, GpaEqualsTheLibraryFromOneFileOrMany) {
   const json apart = RunJson("gpa --tolerance 1e-6 shape0.txt shape1.txt shape2.txt");
   EXPECT_EQ(together["mean_shape"], apart["mean_shape"]);
 
-  KoMpGeneralizedProcrustesAnalysis gpa;
-  gpa.SetInput(shapes, 0);
-  gpa.SetParameters(1e-6f);
-  gpa.GetFlags().Set(KoMpGeneralizedProcrustesAnalysis::eMeanShapeInReferenceScale);
-  ASSERT_TRUE(gpa.Compute(KoAlgorithm::eComputeDefault));
-  EXPECT_EQ(apart["rounds"], gpa.GetRoundCount());
-  KbArray<KbVector3f> mean, centers;
-  gpa.GetMeanShape(mean), gpa.GetCenters(centers);
-  for (unsigned j = 0; j < mean.GetSize(); ++j) {
+  // Bit for bit the API's full estimator; the aligned shapes in the JSON
+  // and in --aligned (which gpa reads back as its input).
+  std::vector<double> coordinates;
+  for (const KbArray<KbVector3f>& shape : shapes) {
+    const std::vector<double> read = Coordinates(shape);
+    coordinates.insert(coordinates.end(), read.begin(), read.end());
+  }
+  const komath::GpaResult expected = komath::Gpa(coordinates, 3, 12, 3, {});
+  EXPECT_EQ(apart["rounds"], expected.rounds);
+  EXPECT_EQ(apart["method"], "full");
+  for (unsigned j = 0; j < 12; ++j) {
     for (unsigned c = 0; c < 3; ++c) {
-      EXPECT_EQ(F(apart["mean_shape"][j][c]), mean[j][c] + centers[0][c]);
+      EXPECT_EQ(apart["mean_shape"][j][c], expected.mean[3 * j + c]);
+      EXPECT_EQ(apart["aligned"][2][j][c], expected.aligned[(24 + j) * 3 + c]);
     }
   }
-  KbArray<float> scalings;
-  gpa.GetScalings(scalings);
-  EXPECT_EQ(F(apart["shapes"][1]["scale"]), scalings[1] / scalings[0]);
+  EXPECT_EQ(apart["shapes"][1]["scale"], expected.scales[1]);
+  // --aligned: the JSON's shapes, a block each, in the same shortest text.
+  const json partial = RunJson("gpa --partial --aligned aligned.txt -", all);
+  std::istringstream aligned(Read(m_dir / "aligned.txt"));
+  std::string line;
+  for (unsigned i = 0; i < 3; ++i) {
+    for (unsigned j = 0; j < 12; ++j) {
+      ASSERT_TRUE(std::getline(aligned, line));
+      std::istringstream values(line);
+      for (unsigned c = 0; c < 3; ++c) {
+        double v = 0;
+        values >> v;
+        EXPECT_EQ(v, partial["aligned"][i][j][c].get<double>());
+      }
+    }
+    EXPECT_TRUE(i == 2 || (std::getline(aligned, line) && line.empty()));
+  }
+}
+
+// The three estimators on plane shapes, one of them the mirror image of
+// another: proper rotations in the plane unless --allow-reflection.
+TEST_F(KomathTest, GpaOnPlaneShapesNeverReflectsUnlessAllowed) {
+  const std::string shapes =
+      "0 0\n4 0\n4 3\n1 5\n\n0 0\n-4 0\n-4 3\n-1 5\n\n1 1\n5 1\n5 4\n2 6.5\n";
+  for (const char* method : {"", "--partial", "--rigid"}) {
+    for (const bool reflect : {false, true}) {
+      const json result = RunJson(
+          std::string("gpa ") + method + (reflect ? " --allow-reflection -" : " -"), shapes);
+      EXPECT_EQ(result["dimension"], 2);
+      const json& r = result["shapes"][1]["rotation"];
+      const double determinant = r[0][0].get<double>() * r[1][1].get<double>() -
+                                 r[0][1].get<double>() * r[1][0].get<double>();
+      EXPECT_NEAR(determinant, reflect ? -1 : 1, 1e-6) << method;
+    }
+  }
 }
 
 TEST_F(KomathTest, RngGivesTheGeneratorsSequences) {
@@ -260,17 +320,16 @@ TEST_F(KomathTest, RngGivesTheGeneratorsSequences) {
   for (unsigned i = 0; i < 50; ++i) EXPECT_EQ(bounded["numbers"][i].get<unsigned>(), b.RandInt(6u));
 }
 
-TEST_F(KomathTest, SmoothEqualsTheLibrary) {
+TEST_F(KomathTest, SmoothEqualsTheApi) {
   const std::string text = "0 1 2 3\n0.5 2 2 0\n1.75 4 -1 0\n3 8 0 1\n";
   const json result = RunJson("smooth --half-width 1.2 --period 4 -", text);
-  KbArray<float> positions{0, 0.5f, 1.75f, 3};
-  KbArray<KbVector3f> values{{1, 2, 3}, {2, 2, 0}, {4, -1, 0}, {8, 0, 1}};
-  KoFtArrayConvolution<KbVector3f> smooth;
-  smooth.SetInput(1.2f, positions, true, 4.0f, values);
-  ASSERT_TRUE(smooth.Compute(KoAlgorithm::eComputeDefault));
+  const std::vector<double> positions{0, 0.5, 1.75, 3};
+  std::vector<double> values{1, 2, 3, 2, 2, 0, 4, -1, 0, 8, 0, 1};
+  komath::Smooth(positions, values, 3, 1.2, 4.0, values);
   for (unsigned i = 0; i < 4; ++i) {
-    for (unsigned c = 0; c < 3; ++c) EXPECT_EQ(F(result["values"][i][c]), values[i][c]);
+    for (unsigned c = 0; c < 3; ++c) EXPECT_EQ(result["values"][i][c], values[3 * i + c]);
   }
+  EXPECT_EQ(result["positions"][3], 3.0);
 }
 
 TEST_F(KomathTest, LargeFilesStreamAcrossBlocksWithExactLineNumbers) {
@@ -320,12 +379,21 @@ TEST_F(KomathTest, BadInputGetsItsMessageAndStatus) {
       {"fit -d 1 -", "1 2 0\n", 1, "<stdin>:1: sigma 0 is not positive"},
       {"fit -d 1 -", "1 2\n2 3 4\n", 1, "<stdin>:2: this line has 3 numbers"},
       {"fit -d 3 -", "1 2\n2 3\n", 1, "degree 3 needs at least 4 points, the file has 2"},
-      {"fit -d 1 -", "1 1e39\n", 1, "<stdin>:1: field 2 '1e39' is too large for single"},
+      {"fit -d 1 -", "1 1e39\n1 1e39\n", 1, "fit: all x are equal"},
       {"fit -d 1 -", "1 2 3 4\n", 1, "<stdin>:1: expected 2 to 3 numbers per line (x y [sigma])"},
       {"fit -", "1 2\n", 2, "--degree is required"},
       {"fit -d 99 -", "1 2\n", 2, "--degree"},
       {"det", "", 2, "FILE is required"},
-      {"align - -", "1 2 3\n4 5 6\n7 8 9\n", 1, "no numbers"},
+      {"align - -", "1 2 3\n4 5 6\n7 8 9\n", 2, "can be read only once"},
+      {"align --svg '' three.txt three.txt", "", 2, "--svg needs a file name"},
+      {"align --svg - three.txt three.txt", "", 2, "standard output carries the report"},
+      {"align --svg - --json three.txt three.txt", "", 2, "standard output carries the report"},
+      {"align --translation-only --scale three.txt mirror.txt", "", 1,
+       "align: the least-squares scale is not positive"},
+      {"align three.txt same.txt", "", 1, "align: all points of the source are identical"},
+      {"gpa --aligned '' three.txt three.txt", "", 2, "--aligned needs a file name"},
+      {"gpa --tolerance 0 -", "0 0\n1 0\n0 1\n\n0 0\n1 0.1\n0.2 1\n\n0 0\n0.9 0\n0 1.1\n", 1,
+       "did not settle"},
       {"align - three.txt", "1 2 3\n4 5 6\n", 1, "three.txt has 3 points, <stdin> has 2"},
       {"align - two.txt", "1 2 3\n4 5 6\n", 1, "only 2 points: an alignment needs at least 3"},
       {"align - three.txt --svg out.svg", "1 2 3\n4 inf 6\n", 1, "<stdin>:2: field 2 'inf'"},
@@ -342,6 +410,8 @@ TEST_F(KomathTest, BadInputGetsItsMessageAndStatus) {
   };
   Write("three.txt", "0 0 0\n1 0 0\n0 1 0\n");
   Write("two.txt", "0 0 0\n1 0 0\n");
+  Write("mirror.txt", "0 0 0\n-1 0 0\n0 -1 0\n");
+  Write("same.txt", "1 2 3\n1 2 3\n1 2 3\n");
   for (const BadInput& c : cases) {
     const Result result = Run(c.arguments, c.input);
     EXPECT_EQ(result.status, c.status) << c.arguments << " / " << c.input;

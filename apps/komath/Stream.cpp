@@ -1,0 +1,80 @@
+#include "Stream.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "Errors.h"
+#include "Output.h"
+
+namespace komath {
+namespace {
+
+// Large enough that the writes cost nothing next to the formatting.
+constexpr std::size_t c_bufferSize = 1 << 16;
+
+[[noreturn]] void Fail(int error) {
+  throw InputError("standard output", 0, std::string("cannot write: ") + std::strerror(error));
+}
+
+}  // namespace
+
+void StreamWriter::Write(std::string_view text) {
+  m_buffer += text;
+  if (m_buffer.size() >= c_bufferSize) flush();
+}
+
+void StreamWriter::flush() {
+  errno = 0;
+  if (std::fwrite(m_buffer.data(), 1, m_buffer.size(), stdout) != m_buffer.size() ||
+      std::fflush(stdout) != 0) {
+    Fail(errno != 0 ? errno : EIO);
+  }
+  m_buffer.clear();
+}
+
+void StreamWriter::Finish() {
+  flush();
+}
+
+void StreamWriter::Member(const std::string& key, const nlohmann::json& value, bool last) {
+  // dump(2) of the value alone, indented one more level after its first line.
+  std::string text = value.dump(2);
+  for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 3)) {
+    text.insert(at + 1, "  ");
+  }
+  Write("  " + nlohmann::json(key).dump() + ": " + text + (last ? "\n" : ",\n"));
+}
+
+void StreamWriter::ArrayMember(const std::string& key, std::span<const double> values, bool last) {
+  Write("  " + nlohmann::json(key).dump() + ": [");
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    Write(i == 0 ? "\n    " : ",\n    ");
+    Write(Format(values[i]));  // shortest round-trip text, valid JSON for finite values
+  }
+  Write(values.empty() ? "]" : "\n  ]");
+  Write(last ? "\n" : ",\n");
+}
+
+void Column::PushBack(double value) {
+  if (m_chunks.empty() || m_chunks.back().size() == c_chunk) {
+    m_chunks.emplace_back();
+    m_chunks.back().reserve(c_chunk);  // untouched pages cost no memory yet
+  }
+  m_chunks.back().push_back(value);
+  ++m_size;
+}
+
+std::vector<double> Column::Drain() {
+  std::vector<double> out;
+  out.reserve(m_size);
+  for (std::vector<double>& chunk : m_chunks) {
+    out.insert(out.end(), chunk.begin(), chunk.end());
+    std::vector<double>().swap(chunk);
+  }
+  m_chunks.clear();
+  m_size = 0;
+  return out;
+}
+
+}  // namespace komath

@@ -1,0 +1,55 @@
+// StreamWriter: standard output written as it is produced, for the
+// commands whose output grows with their input (fit, smooth), so that the
+// text is never held whole. Write errors (a full disk, a closed pipe) are
+// thrown as InputError naming standard output, at the latest by Finish.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace komath {
+
+class StreamWriter {
+ public:
+  StreamWriter() = default;
+  StreamWriter(const StreamWriter&) = delete;
+  StreamWriter& operator=(const StreamWriter&) = delete;
+
+  void Write(std::string_view text);
+  // Flushes everything and checks that it reached standard output.
+  void Finish();
+
+  // JSON pieces in the layout of nlohmann-json's dump(2): "key": value
+  // members of an object at indentation level 1, and an array of doubles
+  // streamed one element per line.
+  void Member(const std::string& key, const nlohmann::json& value, bool last = false);
+  void ArrayMember(const std::string& key, std::span<const double> values, bool last = false);
+
+ private:
+  void flush();
+
+  std::string m_buffer;
+};
+
+// A column of numbers read from a file of unknown length: it grows in
+// chunks of c_chunk values, never copying what it holds (a growing vector
+// would hold its old and new copies at once), and Drain turns it into one
+// contiguous vector for the API, releasing each chunk once copied. The
+// vector's pages are touched only as they are filled, so the peak stays
+// near one copy of the column plus one chunk.
+class Column {
+ public:
+  void PushBack(double value);
+  std::size_t Size() const { return m_size; }
+  std::vector<double> Drain();
+
+ private:
+  static constexpr std::size_t c_chunk = std::size_t(1) << 20;  // 8 MiB, mapped on its own
+  std::vector<std::vector<double>> m_chunks;
+  std::size_t m_size = 0;
+};
+
+}  // namespace komath
