@@ -94,35 +94,43 @@ void FillNaN(float* out, std::size_t n) {
   std::fill_n(out, n, std::numeric_limits<float>::quiet_NaN());
 }
 
-// out[x] = sum over c = 0 .. count-1, then k = 0 .. taps-1, of
-// w[c][k] * lines[c][x + k], summed in that order onto 0. Four vectors per
-// block keep four independent sums in flight, in registers across all
-// lines.
+// out[x .. x + 8N) = sum over c = 0 .. count-1, then k = 0 .. taps-1, of
+// w[c][k] * lines[c][x + k], summed in that order onto 0. N independent
+// vector sums stay in registers across all lines; eight of them cover the
+// latency of the additions.
+template <std::size_t N>
+KO_GRID_INLINE void CorrelateBlock(const float* const* lines, const float* const* w,
+                                   unsigned int count, unsigned int taps, std::size_t x,
+                                   float* out) {
+  V8 a[N] = {};
+  for (unsigned int c = 0; c < count; ++c) {
+    for (unsigned int k = 0; k < taps; ++k) {
+      const float wk = w[c][k];
+      const float* p = lines[c] + x + k;
+#pragma GCC unroll 8
+      for (std::size_t i = 0; i < N; ++i) MulAdd(a[i], wk, p + i * c_uiLanes);
+    }
+  }
+#pragma GCC unroll 8
+  for (std::size_t i = 0; i < N; ++i) Store(out + x + i * c_uiLanes, a[i]);
+}
+
+// out[x] for x = 0 .. n-1, as CorrelateBlock. The last few cells go
+// through one more block that ends at n and overlaps cells already written
+// (with the same values): a single vector sum, let alone a scalar one, is
+// bound by the latency of its additions.
 KO_GRID_INLINE void Correlate(const float* const* lines, const float* const* w, unsigned int count,
                               unsigned int taps, std::size_t n, float* out) {
   std::size_t x = 0;
-  for (; x + 4 * c_uiLanes <= n; x += 4 * c_uiLanes) {
-    V8 a0 = {}, a1 = {}, a2 = {}, a3 = {};
-    for (unsigned int c = 0; c < count; ++c) {
-      for (unsigned int k = 0; k < taps; ++k) {
-        const float wk = w[c][k];
-        const float* p = lines[c] + x + k;
-        MulAdd(a0, wk, p);
-        MulAdd(a1, wk, p + 8);
-        MulAdd(a2, wk, p + 16);
-        MulAdd(a3, wk, p + 24);
-      }
-    }
-    Store(out + x, a0), Store(out + x + 8, a1), Store(out + x + 16, a2), Store(out + x + 24, a3);
-  }
-  for (; x + c_uiLanes <= n; x += c_uiLanes) {
-    V8 a = {};
-    for (unsigned int c = 0; c < count; ++c) {
-      for (unsigned int k = 0; k < taps; ++k) MulAdd(a, w[c][k], lines[c] + x + k);
-    }
-    Store(out + x, a);
-  }
-  for (; x < n; ++x) {
+  for (; x + 8 * c_uiLanes <= n; x += 8 * c_uiLanes)
+    CorrelateBlock<8>(lines, w, count, taps, x, out);
+  if (x + 4 * c_uiLanes <= n) CorrelateBlock<4>(lines, w, count, taps, x, out), x += 4 * c_uiLanes;
+  if (x == n) return;
+  if (n >= 4 * c_uiLanes) return CorrelateBlock<4>(lines, w, count, taps, n - 4 * c_uiLanes, out);
+  for (; x + c_uiLanes <= n; x += c_uiLanes) CorrelateBlock<1>(lines, w, count, taps, x, out);
+  if (x == n) return;
+  if (n >= c_uiLanes) return CorrelateBlock<1>(lines, w, count, taps, n - c_uiLanes, out);
+  for (; x < n; ++x) {  // fewer cells than one vector
     float a = 0.0f;
     for (unsigned int c = 0; c < count; ++c) {
       for (unsigned int k = 0; k < taps; ++k) a += w[c][k] * lines[c][x + k];
@@ -131,28 +139,33 @@ KO_GRID_INLINE void Correlate(const float* const* lines, const float* const* w, 
   }
 }
 
-// out[x] = sum over k = 0 .. count-1 of w[k] * lines[k][x], onto 0.
+// out[x .. x + 8N) = sum over k = 0 .. count-1 of w[k] * lines[k][x], onto 0.
+template <std::size_t N>
+KO_GRID_INLINE void CombineBlock(const float* const* lines, const float* w, unsigned int count,
+                                 std::size_t x, float* out) {
+  V8 a[N] = {};
+  for (unsigned int k = 0; k < count; ++k) {
+    const float wk = w[k];
+    const float* p = lines[k] + x;
+#pragma GCC unroll 8
+    for (std::size_t i = 0; i < N; ++i) MulAdd(a[i], wk, p + i * c_uiLanes);
+  }
+#pragma GCC unroll 8
+  for (std::size_t i = 0; i < N; ++i) Store(out + x + i * c_uiLanes, a[i]);
+}
+
+// out[x] for x = 0 .. n-1, as CombineBlock, ending as Correlate does.
 KO_GRID_INLINE void Combine(const float* const* lines, const float* w, unsigned int count,
                             std::size_t n, float* out) {
   std::size_t x = 0;
-  for (; x + 4 * c_uiLanes <= n; x += 4 * c_uiLanes) {
-    V8 a0 = {}, a1 = {}, a2 = {}, a3 = {};
-    for (unsigned int k = 0; k < count; ++k) {
-      const float wk = w[k];
-      const float* p = lines[k] + x;
-      MulAdd(a0, wk, p);
-      MulAdd(a1, wk, p + 8);
-      MulAdd(a2, wk, p + 16);
-      MulAdd(a3, wk, p + 24);
-    }
-    Store(out + x, a0), Store(out + x + 8, a1), Store(out + x + 16, a2), Store(out + x + 24, a3);
-  }
-  for (; x + c_uiLanes <= n; x += c_uiLanes) {
-    V8 a = {};
-    for (unsigned int k = 0; k < count; ++k) MulAdd(a, w[k], lines[k] + x);
-    Store(out + x, a);
-  }
-  for (; x < n; ++x) {
+  for (; x + 8 * c_uiLanes <= n; x += 8 * c_uiLanes) CombineBlock<8>(lines, w, count, x, out);
+  if (x + 4 * c_uiLanes <= n) CombineBlock<4>(lines, w, count, x, out), x += 4 * c_uiLanes;
+  if (x == n) return;
+  if (n >= 4 * c_uiLanes) return CombineBlock<4>(lines, w, count, n - 4 * c_uiLanes, out);
+  for (; x + c_uiLanes <= n; x += c_uiLanes) CombineBlock<1>(lines, w, count, x, out);
+  if (x == n) return;
+  if (n >= c_uiLanes) return CombineBlock<1>(lines, w, count, n - c_uiLanes, out);
+  for (; x < n; ++x) {  // fewer cells than one vector
     float a = 0.0f;
     for (unsigned int k = 0; k < count; ++k) a += w[k] * lines[k][x];
     out[x] = a;
@@ -272,12 +285,15 @@ KO_GRID_ROUTINE void Full(const float* in, unsigned int width, unsigned int heig
                           unsigned int kd, float* out, EBorder border) {
   const std::int64_t cx = kw / 2, cy = kh / 2, cz = kd / 2;
   const std::size_t inner = width > 2 * cx ? width - 2 * cx : 0;
+  // The end columns, widened to a vector where the row allows: the extra
+  // cells are written twice with the same values, by one vector sum.
+  const std::int64_t end = std::min<std::int64_t>(std::max<std::int64_t>(cx, c_uiLanes), width);
   std::vector<SEdge> edges;
   if (inner == 0) {
     edges.push_back(MakeEdge(0, width, cx, width, border));
   } else if (cx > 0) {
-    edges.push_back(MakeEdge(0, cx, cx, width, border));
-    edges.push_back(MakeEdge(width - cx, width, cx, width, border));
+    edges.push_back(MakeEdge(0, end, cx, width, border));
+    edges.push_back(MakeEdge(width - end, width, cx, width, border));
   }
   std::size_t longest = 0;
   for (const SEdge& edge : edges) longest = std::max(longest, edge.columns.size());

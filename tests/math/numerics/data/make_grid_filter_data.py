@@ -1,15 +1,5 @@
-"""The scipy.ndimage references of grid_filter_test.cpp and
-kernel_factory_test.cpp; run in this directory with numpy and scipy.
-
-grid_filter_scipy.txt, one case per line, grids listed x fastest (numpy
-[z, y, x]), then the output of each mode: nearest, constant (cval 0), wrap,
-reflect, mirror. Small integers larger than the grid along every axis, so
-every result is exact in float and double.
-  F w h d kw kh kd <in> <kernel> <5 outputs>       ndimage.correlate
-  S w h d tx ty tz <in> <rowX> <rowY> <rowZ> <5 outputs>   correlate1d
-                                                    along z, then y, then x
-gauss_rows_scipy.txt: `sigma truncate weights`, gaussian_filter1d's
-response to a unit impulse."""
+# Writes the scipy.ndimage references of grid_filter_test.cpp and
+# kernel_factory_test.cpp; run in this directory with numpy and scipy.
 import numpy as np
 from scipy import ndimage
 
@@ -17,11 +7,12 @@ rng = np.random.default_rng(19)
 MODES = ["nearest", "constant", "wrap", "reflect", "mirror"]
 text = lambda arrays: " ".join(str(int(v)) for a in arrays for v in np.ravel(a))
 ints = lambda shape, bound: rng.integers(-bound, bound + 1, size=shape).astype(float)
-lines = []
+lines = []  # kind w h d kw kh kd, grid [z, y, x], kernel or rows x, y, z, one output per mode
 for (w, h, d), (kw, kh, kd) in [((4, 1, 1), (13, 1, 1)), ((1, 1, 1), (5, 1, 1)),
                                 ((3, 2, 1), (7, 5, 1)), ((3, 2, 2), (5, 5, 5)),
-                                ((2, 3, 1), (3, 7, 3))]:
+                                ((2, 3, 1), (3, 7, 3)), ((3, 3, 3), (3, 3, 3))]:
     grid, kernel = ints((d, h, w), 9), ints((kd, kh, kw), 4)
+    kernel = grid if (w, h, d) == (kw, kh, kd) else kernel  # the grid as its own kernel
     outs = [ndimage.correlate(grid, kernel, mode=m) for m in MODES]
     lines.append(f"F {w} {h} {d} {kw} {kh} {kd} " + text([grid, kernel] + outs))
 for (w, h, d), taps in [((3, 2, 1), (7, 5, 1)), ((3, 2, 2), (5, 3, 7))]:
@@ -29,12 +20,12 @@ for (w, h, d), taps in [((3, 2, 1), (7, 5, 1)), ((3, 2, 2), (5, 3, 7))]:
     outs = []
     for m in MODES:
         outs.append(grid)
-        for axis, row in enumerate(reversed(rows)):
+        for axis, row in enumerate(reversed(rows)):  # z, then y, then x
             outs[-1] = ndimage.correlate1d(outs[-1], row, axis=axis, mode=m)
     lines.append(f"S {w} {h} {d} {' '.join(map(str, taps))} " + text([grid] + rows + outs))
 open("grid_filter_scipy.txt", "w").write("\n".join(lines) + "\n")
 
-with open("gauss_rows_scipy.txt", "w") as f:
+with open("gauss_rows_scipy.txt", "w") as f:  # sigma truncate weights: the impulse response
     for sigma, truncate in [(0.5, 4.0), (1.0, 4.0), (2.5, 4.0), (7.0, 4.0), (2.5, 1.5)]:
         impulse = np.zeros(2 * int(truncate * sigma + 0.5) + 1)
         impulse[len(impulse) // 2] = 1.0
