@@ -78,6 +78,9 @@ PYBIND11_MODULE(komath, module) {
       "the same numbers for the same input. Arrays are float64 unless a function says\n"
       "otherwise; points are rows, and matrices multiply row vectors from the left:\n"
       "(x, y, z, 1) @ matrix.";
+  BindRegistration(module);
+  BindFitting(module);
+  BindDeterminant(module);
   BindRandom(module);
   BindQuaternion(module);
   BindGrid(module);

@@ -13,6 +13,7 @@
 #include <pybind11/pybind11.h>
 
 #include <cstddef>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -45,8 +46,8 @@ void RequireFinite(const Doubles& array, const char* name);
 unsigned Extent32(const py::array& array, py::ssize_t axis, const char* name);
 
 // Runs `compute` without the GIL (it must not touch Python objects) and
-// turns the library's exceptions into Python ones: InputError into
-// ValueError, ComputationError and KbException into RuntimeError, each
+// turns the library's exceptions into Python ones: InputError and
+// std::invalid_argument into ValueError, ComputationError and KbException into RuntimeError, each
 // prefixed with `function`.
 template <class Compute>
 auto CallLibrary(const char* function, Compute&& compute) {
@@ -58,17 +59,28 @@ auto CallLibrary(const char* function, Compute&& compute) {
   } catch (const InputError& e) {
     message = e.what();
     input = true;
+  } catch (const std::invalid_argument& e) {
+    message = e.what();
+    input = true;
   } catch (const ComputationError& e) {
     message = e.what();
   } catch (const KbException& e) {
     message = e.what();
   }
   // Raised here, with the GIL held again and the library's exception gone.
-  message = std::string(function) + ": " + message;
+  // The layer's messages mostly name their step already ("gpa --rigid: ...").
+  const std::size_t length = std::char_traits<char>::length(function);
+  if (message.compare(0, length, function) != 0 ||
+      (message.size() > length && message[length] != ':' && message[length] != ' ')) {
+    message = std::string(function) + ": " + message;
+  }
   if (input) throw py::value_error(message);
   throw std::runtime_error(message);
 }
 
+void BindRegistration(py::module_& module);
+void BindFitting(py::module_& module);
+void BindDeterminant(py::module_& module);
 void BindRandom(py::module_& module);
 void BindQuaternion(py::module_& module);
 void BindGrid(py::module_& module);
