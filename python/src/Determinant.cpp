@@ -19,14 +19,14 @@ Doubles SquareMatrix(py::handle value) {
   return a;
 }
 
-int DetSignOf(py::handle value) {
+int DetSignOf(ArrayLike value) {
   const Doubles a = SquareMatrix(value);
   return CallLibrary("det_sign", [&] {
     return komath::DetSign({a.data(), std::size_t(a.size())}, std::size_t(a.shape(0)));
   });
 }
 
-py::object DetExactOf(py::handle value) {
+py::object DetExactOf(ArrayLike value) {
   const Doubles a = SquareMatrix(value);
   const ExactDeterminant det = CallLibrary("det_exact", [&] {
     return komath::DetExact({a.data(), std::size_t(a.size())}, std::size_t(a.shape(0)));

@@ -41,8 +41,7 @@ Doubles Samples(py::handle value, const char* name, py::ssize_t count) {
   return a;
 }
 
-PyFitResult FitOf(py::handle xValue, py::handle yValue, std::int64_t degree,
-                  py::handle sigmaValue) {
+PyFitResult FitOf(ArrayLike xValue, ArrayLike yValue, std::int64_t degree, ArrayLike sigmaValue) {
   const Doubles x = Samples(xValue, "x", -1);
   const Doubles y = Samples(yValue, "y", x.shape(0));
   std::optional<Doubles> sigma;
@@ -62,7 +61,7 @@ PyFitResult FitOf(py::handle xValue, py::handle yValue, std::int64_t degree,
       fit.illConditioned};
 }
 
-py::array_t<double> SmoothOf(py::handle xValue, py::handle yValue, double halfWidth,
+py::array_t<double> SmoothOf(ArrayLike xValue, ArrayLike yValue, double halfWidth,
                              std::optional<double> period) {
   const Doubles x = Samples(xValue, "x", -1);
   const Doubles y = RealArray(yValue, "y");

@@ -69,7 +69,7 @@ py::array_t<float> Run(const char* function, const Floats& grid, Filter filter) 
   return out;
 }
 
-py::array_t<float> Correlate(py::handle gridValue, py::handle kernelValue,
+py::array_t<float> Correlate(ArrayLike gridValue, ArrayLike kernelValue,
                              const std::string& borderName) {
   const Floats grid = Grid(gridValue);
   const Floats kernel = Float32Array(kernelValue, "kernel");
@@ -107,7 +107,7 @@ KbArray<float> Row(py::handle value, const char* name) {
   return weights;
 }
 
-py::array_t<float> CorrelateSeparable(py::handle gridValue, py::handle rowValue,
+py::array_t<float> CorrelateSeparable(ArrayLike gridValue, ArrayLike rowValue,
                                       const std::string& borderName) {
   const Floats grid = Grid(gridValue);
   // One row for every axis, or a list or tuple of one row per axis in

@@ -28,6 +28,17 @@ namespace py = pybind11;
 using Doubles = py::array_t<double, py::array::c_style | py::array::forcecast>;
 using Floats = py::array_t<float, py::array::c_style | py::array::forcecast>;
 
+// Any Python object, checked by the binding itself (RealArray, ...): a
+// py::object whose name in the signatures that help() shows is
+// numpy.typing.ArrayLike rather than "handle".
+inline int AnyObject(PyObject*) {
+  return 1;
+}
+class ArrayLike : public py::object {
+ public:
+  PYBIND11_OBJECT_DEFAULT(ArrayLike, py::object, AnyObject)
+};
+
 // Raises ValueError "NAME PROBLEM", e.g. "target must have 2 or 3 columns".
 [[noreturn]] void ArgumentError(const char* name, const std::string& problem);
 
@@ -86,3 +97,8 @@ void BindQuaternion(py::module_& module);
 void BindGrid(py::module_& module);
 
 }  // namespace komath::python
+
+template <>
+struct pybind11::detail::handle_type_name<komath::python::ArrayLike> {
+  static constexpr auto name = const_name("numpy.typing.ArrayLike");
+};

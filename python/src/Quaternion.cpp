@@ -46,7 +46,7 @@ py::array_t<double> QuaternionArray(const std::vector<KoQuaternion>& q, bool sta
   return out;
 }
 
-py::array_t<double> Slerp(py::handle q0, py::handle q1, py::handle t) {
+py::array_t<double> Slerp(ArrayLike q0, ArrayLike q1, ArrayLike t) {
   const Quaternions a = ReadQuaternions(q0, "q0");
   const Quaternions b = ReadQuaternions(q1, "q1");
   const Doubles times = RealArray(t, "t");
@@ -81,7 +81,7 @@ py::array_t<double> Slerp(py::handle q0, py::handle q1, py::handle t) {
   return QuaternionArray(out, a.stacked || b.stacked || timesStacked);
 }
 
-py::array_t<double> ToMatrix(py::handle q) {
+py::array_t<double> ToMatrix(ArrayLike q) {
   const Quaternions a = ReadQuaternions(q, "q");
   std::vector<KbMatrix4Rf> matrices(std::size_t(a.count));
   CallLibrary("quaternion_to_matrix", [&] {
@@ -99,7 +99,7 @@ py::array_t<double> ToMatrix(py::handle q) {
   return out;
 }
 
-py::array_t<double> ToQuaternion(py::handle m) {
+py::array_t<double> ToQuaternion(ArrayLike m) {
   const Doubles matrices = RealArray(m, "m");
   const py::ssize_t ndim = matrices.ndim();
   const py::ssize_t size = ndim >= 2 ? matrices.shape(ndim - 1) : 0;

@@ -16,9 +16,9 @@ namespace {
 // (the state words would be handed out twice or skipped otherwise).
 class Generator {
  public:
-  explicit Generator(py::handle seed) { Seed(seed); }
+  explicit Generator(py::object seed) { Seed(seed); }
 
-  void Seed(py::handle seed) {
+  void Seed(py::object seed) {
     // Arrays have __index__ too (when of one element), so they go first.
     if (!py::isinstance<py::array>(seed) && PyIndex_Check(seed.ptr())) {
       PyObject* index = PyNumber_Index(seed.ptr());
@@ -128,7 +128,7 @@ Draws release the GIL; a generator shared between threads hands out each
 number once, in some order. getstate() and setstate() carry the library's
 state record (version 0, little-endian bytes), the same that a C++ program
 writes with KoRandomNumberGenerator::Serialize.)")
-      .def(py::init<py::handle>(), py::arg("seed"))
+      .def(py::init<py::object>(), py::arg("seed"))
       .def("seed", &Generator::Seed, py::arg("seed"),
            "Seeds again, as the constructor does; the generator starts afresh.")
       .def("random_uint32", &Generator::RandomUInt32, py::arg("n"),

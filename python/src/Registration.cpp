@@ -60,7 +60,7 @@ AlignOptions::Scale ScaleOption(py::handle scale) {
                 "must be False, True or \"ratio\", not " + py::repr(scale).cast<std::string>());
 }
 
-PyAlignResult AlignOf(py::handle targetValue, py::handle sourceValue, py::handle scale,
+PyAlignResult AlignOf(ArrayLike targetValue, ArrayLike sourceValue, py::object scale,
                       bool allowReflection, bool translationOnly, bool planar) {
   const Doubles target = Points(targetValue, "target");
   const Doubles source = Points(sourceValue, "source");
@@ -96,7 +96,7 @@ GpaMethod Method(const std::string& method) {
   ArgumentError("method", "must be \"full\", \"partial\" or \"rigid\", not \"" + method + "\"");
 }
 
-PyGpaResult GpaOf(py::handle shapesValue, const std::string& method, double tolerance,
+PyGpaResult GpaOf(ArrayLike shapesValue, const std::string& method, double tolerance,
                   std::int64_t reference, bool allowReflection) {
   const Doubles shapes = RealArray(shapesValue, "shapes");
   if (shapes.ndim() != 3 || (shapes.shape(2) != 2 && shapes.shape(2) != 3)) {
