@@ -28,7 +28,6 @@ class Generator {
       m_generator.Seed(value);
       return;
     }
-    if (py::isinstance<py::str>(seed) || py::isinstance<py::bytes>(seed)) NotASeed();
     py::array array = py::array::ensure(seed);
     if (!array || array.ndim() != 1 ||
         (array.dtype().kind() != 'i' && array.dtype().kind() != 'u')) {

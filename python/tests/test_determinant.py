@@ -67,6 +67,11 @@ def test_same_numbers_as_the_tool(tool):
 
 
 def test_bad_matrices_raise_value_error():
+    message = r"^a must be a non-empty square matrix, not of shape \(4,\)$"
+    with pytest.raises(ValueError, match=message):
+        komath.det_sign(np.zeros(4))
+    with pytest.raises(ValueError, match=r"not of shape \(2, 3\)$"):
+        komath.det_exact(np.zeros((2, 3)))
     for bad in (np.zeros((2, 3)), np.zeros(4), np.zeros((0, 0)), [[1, np.nan], [0, 1]],
                 [[np.inf]], np.eye(2, dtype=complex), [["1"]]):
         for function in (komath.det_sign, komath.det_exact):

@@ -89,6 +89,11 @@ def test_smooth_matches_the_exact_tent_integral():
     # On a circle of length 12 the ends meet.
     np.testing.assert_allclose(komath.smooth(x, y, 1.5, period=12.0),
                                tent_reference(x, y, 1.5, 12.0), rtol=0, atol=256 * EPS32)
+    # Repeated positions are allowed (an empty cell between them).
+    xr = np.array([0.0, 1.0, 1.0, 2.0, 3.5])
+    yr = np.array([1.0, -2.0, 4.0, 0.5, 3.0])
+    np.testing.assert_allclose(komath.smooth(xr, yr, 1.2), tent_reference(xr, yr, 1.2)[:, 0],
+                               rtol=0, atol=64 * EPS32)
     # The README's ring.
     np.testing.assert_allclose(komath.smooth(np.arange(5.0), [10, 0, 0, 0, 0], 1.5, period=5),
                                [50 / 9, 20 / 9, 0, 0, 20 / 9], rtol=0, atol=16 * EPS32)
