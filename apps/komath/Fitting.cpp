@@ -133,12 +133,10 @@ FitResult Fit(std::span<const double> x, std::span<const double> y, std::span<co
     previous = size;
     done = size <= std::numeric_limits<double>::epsilon() * largest;
   }
-  const std::vector<double>& best = c;
-
   // Back to y's units, then expanded in x by Horner's scheme on
   // polynomials: p := p * (x - shift) / scale + a_k.
   result.scaledCoefficients.resize(degree + 1);
-  for (unsigned k = 0; k <= degree; ++k) result.scaledCoefficients[k] = best[k] * yScale;
+  for (unsigned k = 0; k <= degree; ++k) result.scaledCoefficients[k] = c[k] * yScale;
   result.scaledCoefficients[0] += yShift;
   std::vector<double>& a = result.coefficients;
   a.assign(degree + 1, 0.0);
@@ -162,7 +160,6 @@ FitResult Fit(std::span<const double> x, std::span<const double> y, std::span<co
   }
   result.illConditioned = !(terms <= c_illConditioned * values);
 
-  CheckFinite(result.coefficients, "fit: the coefficients in x");
   for (const std::vector<double>* v : {&result.coefficients, &result.scaledCoefficients}) {
     if (!std::all_of(v->begin(), v->end(), [](double d) { return std::isfinite(d); })) {
       throw ComputationError("fit: the coefficients are not finite");

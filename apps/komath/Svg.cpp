@@ -171,7 +171,7 @@ std::string GpaSvg(const PointSet& aligned, std::size_t landmarks, const PointSe
       "komath gpa: " + std::to_string(k) + " shapes of " + std::to_string(landmarks) +
           " landmarks" +
           (shapeStep > 1 ? ", 1 in " + std::to_string(shapeStep) + " drawn" : std::string()) +
-          " &#8212; aligned shapes in colour, the mean in black");
+          ", the mean in black");
   constexpr const char* c_colours[] = {"#1f77b4", "#ff7f0e", "#2ca02c", "#d62728", "#9467bd",
                                        "#8c564b", "#e377c2", "#7f7f7f", "#bcbd22", "#17becf"};
   for (std::size_t v = 0; v < views.size(); ++v) {

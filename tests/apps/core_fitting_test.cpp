@@ -149,6 +149,8 @@ TEST(SmoothTest, LinesStayLinesAtLargeOffsets) {
   komath::Smooth(x, triple, 3, 0.0, std::nullopt, smoothed);
   EXPECT_EQ(smoothed, std::vector<double>(3 * n, 0.0));
   EXPECT_THROW(komath::Smooth(x, triple, 3, 1.0, 10.0, smoothed), komath::InputError);
+  EXPECT_THROW(komath::Smooth({x.data(), 50}, triple, 4, 1.0, {}, {smoothed.data(), 200}),
+               komath::InputError);  // four components
 }
 
 }  // namespace

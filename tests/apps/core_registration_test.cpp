@@ -121,6 +121,14 @@ TEST(AlignTest, LeastSquaresAndRatioScaleMatchTheirDefinitions) {
         komath::Align(data.Shape(0), data.Shape(1), d, {.scale = AlignOptions::Scale::eRatio});
     EXPECT_NEAR(ratio.scale, std::sqrt(Dot(a, a) / Dot(b, b)), 1e-15 * ratio.scale) << name;
     EXPECT_GT(ratio.rmsAfter, r.rmsAfter) << name;
+    // Translation only: the centroids matched, the identity, and the scale
+    // that is least-squares without a rotation.
+    const komath::AlignResult shifted =
+        komath::Align(data.Shape(0), data.Shape(1), d,
+                      {.scale = AlignOptions::Scale::eLeastSquares, .translationOnly = true});
+    for (std::size_t i = 0; i < d * d; ++i)
+      EXPECT_EQ(shifted.rotation[i], double(i % (d + 1) == 0));
+    EXPECT_NEAR(shifted.scale, Dot(a, b) / Dot(b, b), 1e-15 * shifted.scale) << name;
     for (std::size_t i = 0; i < 3; ++i) {
       for (std::size_t j = 0; j < 3; ++j) {
         const double rij = i < d && j < d ? r.rotation[i * d + j] : double(i == j);

@@ -241,6 +241,56 @@ TEST_F(KomathTest, AlignSampleShowsItsKnownMotionAndDrawsWellFormedSvg) {
   EXPECT_EQ(std::system(parse.c_str()), 0);
 }
 
+// Plane data is drawn as one view, 3-D data as three; every view has its
+// axes and scale bar (two paths); gpa draws every aligned landmark and the
+// mean. rsvg-convert renders each picture to a PNG of the SVG's size.
+TEST_F(KomathTest, PicturesRenderInARealRenderer) {
+  const std::string plane = "0 0\n4 0\n4 3\n1 5\n", moved = "1 1\n1 5\n-2 5\n-4 2\n";
+  Write("a.txt", plane), Write("b.txt", moved), Write("shapes.txt", plane + "\n" + moved);
+  ASSERT_EQ(Run("align a.txt b.txt --svg align.svg").status, 0);
+  ASSERT_EQ(Run("gpa shapes.txt --svg gpa.svg").status, 0);
+  ASSERT_EQ(Run("gpa --svg gpa3.svg").status, 0);  // the 3-D sample: 4 shapes of 14
+  const auto count = [](const std::string& text, const std::string& what) {
+    std::size_t n = 0;
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) {
+      ++n;
+    }
+    return n;
+  };
+  struct Picture {
+    const char* name;
+    std::size_t circles, views, width, height;
+  };
+  for (const Picture& p :
+       {Picture{"align", 2 * 2 * 4, 2, 600, 684}, Picture{"gpa", 2 * 4 + 4, 1, 600, 362},
+        Picture{"gpa3", 3 * (4 * 14 + 14), 3, 900, 362}}) {
+    const std::string svg = Read(m_dir / (std::string(p.name) + ".svg"));
+    EXPECT_EQ(count(svg, "<circle"), p.circles) << p.name;
+    EXPECT_EQ(count(svg, "<path"), 2 * p.views) << p.name;
+    if (p.views == 2) {
+      // x spans 8 (-4 to 4) over 240 pixels: the largest round length within
+      // a third of that is 2, a bar of 60 pixels ending 12 from the edge.
+      EXPECT_NE(svg.find("text-anchor=\"end\">2</text>"), std::string::npos);
+      EXPECT_NE(svg.find("<path d=\"M228.00 "), std::string::npos);
+    }
+    const std::string command = "rsvg-convert -o '" + (m_dir / "out.png").string() + "' '" +
+                                (m_dir / (std::string(p.name) + ".svg")).string() + "'";
+    ASSERT_EQ(std::system(command.c_str()), 0) << p.name;
+    const std::string png = Read(m_dir / "out.png");
+    ASSERT_GT(png.size(), 24u);
+    EXPECT_EQ(png.substr(1, 3), "PNG");
+    const auto big = [&](std::size_t at) {
+      return std::size_t(std::uint8_t(png[at])) << 24 |
+             std::size_t(std::uint8_t(png[at + 1])) << 16 |
+             std::size_t(std::uint8_t(png[at + 2])) << 8 | std::uint8_t(png[at + 3]);
+    };
+    EXPECT_EQ(big(16), p.width) << p.name;  // IHDR: width, then height
+    EXPECT_EQ(big(20), p.height) << p.name;
+    // A blank page of that size compresses to a few hundred bytes.
+    EXPECT_GT(png.size(), 4000u) << p.name;
+  }
+}
+
 TEST_F(KomathTest, GpaEqualsTheApiFromOneFileOrMany) {
   KbMatrix4Rf motion = KbOrthogonalMatrices::MakeXYZRotation(KbVector3f(0.2f, 0.1f, -0.7f));
   motion(3, 0) = 3;
@@ -307,6 +357,8 @@ TEST_F(KomathTest, GpaOnPlaneShapesNeverReflectsUnlessAllowed) {
       EXPECT_NEAR(determinant, reflect ? -1 : 1, 1e-6) << method;
     }
   }
+  const std::string text = Run("gpa -", shapes).out;
+  EXPECT_NE(text.find("shape 1 (<stdin>:6)\n  rotation R "), std::string::npos) << text;
 }
 
 TEST_F(KomathTest, RngGivesTheGeneratorsSequences) {
@@ -392,6 +444,7 @@ TEST_F(KomathTest, BadInputGetsItsMessageAndStatus) {
        "align: the least-squares scale is not positive"},
       {"align three.txt same.txt", "", 1, "align: all points of the source are identical"},
       {"gpa --aligned '' three.txt three.txt", "", 2, "--aligned needs a file name"},
+      {"gpa - three.txt -", "", 2, "can be read only once"},
       {"gpa --tolerance 0 -", "0 0\n1 0\n0 1\n\n0 0\n1 0.1\n0.2 1\n\n0 0\n0.9 0\n0 1.1\n", 1,
        "did not settle"},
       {"align - three.txt", "1 2 3\n4 5 6\n", 1, "three.txt has 3 points, <stdin> has 2"},

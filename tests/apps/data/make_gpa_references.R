@@ -6,11 +6,12 @@
 library(shapes)
 data(gorf.dat)
 data(macaques)
-emit <- function(con, name, a) {  # a: m x d x k array, or m x d matrix
+emit <- function(con, name, a) {  # a: m x d x k array, or m x d matrix; a shape per line
   writeLines(paste0("@", name), con)
   if (length(dim(a)) == 2) a <- array(a, c(dim(a), 1))
-  for (i in seq_len(dim(a)[3])) write.table(format(a[, , i], digits = 17), con,
-                                            quote = FALSE, row.names = FALSE, col.names = FALSE)
+  for (i in seq_len(dim(a)[3])) {
+    writeLines(paste(format(as.vector(t(a[, , i])), digits = 17, trim = TRUE), collapse = " "), con)
+  }
 }
 for (case in list(list("gpa_gorf.txt", gorf.dat[, , 1:10]), list("gpa_macaques.txt", macaques$x[, , 1:8]))) {
   x <- case[[2]]
@@ -25,5 +26,6 @@ for (case in list(list("gpa_gorf.txt", gorf.dat[, , 1:10]), list("gpa_macaques.t
   close(con)
 }
 # The fit tests' data: R's monthly co2 series, x = the year (1959-1997).
-write.table(cbind(format(as.numeric(time(co2)), digits = 17), format(as.numeric(co2), digits = 17)),
-            "co2.txt", quote = FALSE, row.names = FALSE, col.names = FALSE)
+x <- format(as.numeric(time(co2)), digits = 17, trim = TRUE)
+writeLines(sapply(split(paste(x, as.numeric(co2)), rep(1:39, each = 12)), paste, collapse = " "),
+           "co2.txt")  # a year of x y pairs per line

@@ -73,7 +73,7 @@ with open("numpy_references.txt", "w") as out:
             emit(name + "_mirror_%s" % ("reflect" if reflect else "proper"),
                  np.concatenate([r.ravel(), [rms]]))
 
-    co2 = np.loadtxt("co2.txt")
+    co2 = np.loadtxt("co2.txt").reshape(-1, 2)  # x y pairs, a year per line
     for degree in (2, 6, 8):
         p, (resid, *_) = Polynomial.fit(co2[:, 0], co2[:, 1], degree, full=True)
         # coefficients in u = (x - shift) / scale, and the least-squares chi-square
