@@ -60,6 +60,8 @@ class KOMATH_API KoGridFilter {
 
   KoGridFilter() = delete;
 
+  // out = in correlated with kernel (scipy.ndimage.correlate, not convolve:
+  // the kernel is not flipped); out may be in, kernel or both (copied first).
   static void Apply(const KoArray2D<float>& in, const KoArray2D<float>& kernel,
                     KoArray2D<float>& out, EBorder border);
   static void Apply(const KoArray3D<float>& in, const KoArray3D<float>& kernel,

@@ -176,11 +176,10 @@ KO_GRID_INLINE void Combine(const float* const* lines, const float* w, unsigned 
 struct SRow {
   const float* w;
   unsigned int taps;
-  bool nonFinite;  // some weight is NaN or infinite
 };
 
 SRow MakeRow(const KbArray<float>& row) {
-  return {row.GetData(), row.GetSize(), AnyNonFinite(row.GetData(), row.GetSize())};
+  return {row.GetData(), row.GetSize()};
 }
 
 // The lines that supply positions c - r .. c + r along an axis of `n`

@@ -67,17 +67,16 @@ std::vector<float> Cells(const float* data, std::size_t n) {
   return std::vector<float>(data, data + n);
 }
 
-// Widths exercise the 32- and 8-wide blocks and the scalar tail, in the
-// middle columns read in place and in the padded ones at either end;
-// kernels larger than the grid visit cells several times.
+// Widths exercise the 64-, 32- and 8-wide blocks, the overlapping last
+// block and the scalar tail, in the middle columns read in place and in the
+// padded ones at either end; kernels larger than the grid visit cells
+// several times.
 TEST(KoGridFilter, FullKernelsEqualTheDirectCorrelationForEveryBorder) {
   std::mt19937 rng(1);
-  for (auto [w, h, d, kw, kh, kd] : std::vector<std::array<unsigned int, 6>>{{45, 6, 1, 5, 5, 1},
-                                                                             {3, 2, 1, 9, 3, 1},
-                                                                             {70, 1, 1, 1, 7, 1},
-                                                                             {37, 4, 3, 3, 5, 7},
-                                                                             {83, 3, 1, 17, 3, 1},
-                                                                             {20, 3, 2, 3, 3, 1}}) {
+  const std::vector<std::array<unsigned int, 6>> sizes{{45, 6, 1, 5, 5, 1},  {3, 2, 1, 9, 3, 1},
+                                                       {70, 1, 1, 1, 7, 1},  {37, 4, 3, 3, 5, 7},
+                                                       {83, 3, 1, 17, 3, 1}, {20, 3, 2, 3, 3, 1}};
+  for (auto [w, h, d, kw, kh, kd] : sizes) {
     KoArray3D<float> in(w, h, d), kernel(kw, kh, kd), out(w, h, d);
     KoArray2D<float> in2(w, h), kernel2(kw, kh), out2(w, h);
     Randomize(in, w * h * d, rng), Randomize(kernel, kw * kh * kd, rng);
@@ -101,7 +100,7 @@ TEST(KoGridFilter, FullKernelsEqualTheDirectCorrelationForEveryBorder) {
 TEST(KoGridFilter, SeparableEqualsTheOuterProductKernelAndAliasingIsSafe) {
   std::mt19937 rng(2);
   for (auto [w, h, d, r] : std::vector<std::array<unsigned int, 4>>{
-           {41, 9, 4, 0}, {41, 9, 4, 1}, {41, 9, 4, 3}, {13, 5, 3, 2}}) {
+           {41, 9, 4, 0}, {41, 9, 4, 1}, {41, 9, 4, 3}, {13, 5, 3, 2}, {37, 2, 2, 1}}) {
     KbArray<float> row;
     KoConvolutionKernelFactory::CreateGaussFilter(r, row);
     const unsigned int n = 2 * r + 1, cells = w * h * d;
@@ -204,12 +203,17 @@ TEST(KoGridFilter, BadArgumentsThrowNamingThemAndWriteNothing) {
                     "rowZ");
   ExpectThrowNaming([&] { Filter::Apply(in3, KoArray3D<float>(1, 1, 1), out3, Filter::eWrap); },
                     "out");
+  ExpectThrowNaming([&] { Filter::Apply(in3, KoArray3D<float>(2, 1, 1), out3, Filter::eWrap); },
+                    "kernel");
   ExpectThrowNaming([&] { Filter::Apply(in, KoArray2D<float>(1, 1), out, Filter::EBorder(7)); },
                     "border");
   EXPECT_EQ(out(0, 0), 5.0f);
   KoArray3D<float> empty(0, 3, 2);  // no cells: nothing to wrap around
+  KoArray2D<float> empty2(0, 3);
   Filter::Apply(empty, KoArray3D<float>(3, 3, 3), empty, Filter::eWrap);
   Filter::ApplySeparable(empty, KbArray<float>{1, 2, 1}, empty, Filter::eWrap);
+  Filter::Apply(empty2, KoArray2D<float>(3, 3), empty2, Filter::eWrap);
+  Filter::ApplySeparable(empty2, KbArray<float>{1, 2, 1}, empty2, Filter::eWrap);
 }
 
 }  // namespace

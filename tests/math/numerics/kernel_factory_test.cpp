@@ -77,11 +77,17 @@ TEST(KoConvolutionKernelFactory, StencilsAndSobelPairRowByRow) {
   EXPECT_EQ(cells(laplace.GetData(), 9), (std::vector<float>{0, 1, 0, 1, -4, 1, 0, 1, 0}));
   EXPECT_EQ(cells(dx.GetData(), 9), (std::vector<float>{-1, 0, 1, -2, 0, 2, -1, 0, 1}));
   EXPECT_EQ(cells(dy.GetData(), 9), (std::vector<float>{-1, -2, -1, 0, 0, 0, 1, 2, 1}));
+  auto is3x3 = [](const KoArray2D<float>& a, const KoArray2D<float>& b) {
+    return a.GetWidth() == 3 && a.GetHeight() == 3 && b.GetWidth() == 3 && b.GetHeight() == 3;
+  };
+  EXPECT_TRUE(is3x3(dx, dy));
   Factory::CreateScharrKernels(dx, dy);
+  EXPECT_TRUE(is3x3(dx, dy));
   EXPECT_EQ(cells(dx.GetData(), 9), (std::vector<float>{-3, 0, 3, -10, 0, 10, -3, 0, 3}));
   EXPECT_EQ(cells(dy.GetData(), 9), (std::vector<float>{-3, -10, -3, 0, 0, 0, 3, 10, 3}));
   KoArray3D<float> sobel[3];
   Factory::CreateSobelKernels(sobel[0], sobel[1], sobel[2]);
+  for (const auto& k : sobel) EXPECT_EQ(k.GetWidth() * k.GetHeight() * k.GetDepth(), 27u);
   for (int i = 0; i < 81; ++i) {  // -1 0 1 along the kernel's axis a, 1 2 1 along the others
     const int a = i / 27, at[3] = {i % 3 - 1, i / 3 % 3 - 1, i / 9 % 3 - 1};
     const int expected = at[a] * (2 - std::abs(at[(a + 1) % 3])) * (2 - std::abs(at[(a + 2) % 3]));
@@ -143,6 +149,9 @@ TEST(KoConvolutionKernelFactory, EllipsesOnTheSmallestOddGridAndBadRadii) {
   ExpectThrowNaming([&] { Factory::CreateMeanFilter(1u << 23, row); }, "16777217 kernel");
   Factory::CreateMeanFilter((1u << 23) - 1, row);  // 2^24 - 1 cells: within the bound
   EXPECT_EQ(sphere.GetWidth(), 1u);
+  Factory::CreateNeighbourhoodExistence(2047, square);  // 4095^2 cells: within it too
+  Factory::CreateEllipsoid(0, 5000, 0, sphere);
+  EXPECT_TRUE(square.GetWidth() == 4095 && sphere.GetHeight() == 10001);
   Factory::CreateSphere(1, sphere);
   EXPECT_EQ(std::count(sphere.GetData(), sphere.GetData() + 27, 1.0f), 7);  // centre and faces
 }
