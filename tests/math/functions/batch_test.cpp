@@ -56,7 +56,7 @@ void ExpectBatchEqualsCalls(const IFunction<In, Out>& f, const std::vector<In>& 
   std::vector<Out> y(x.size() - 1);
   EXPECT_THROW(f.Evaluate(x, y), KbException) << name;
   y.resize(x.size());
-  std::memset(y.data(), 0xA5, y.size() * sizeof(Out));  // an element left unwritten shows
+  std::memset(static_cast<void*>(y.data()), 0xA5, y.size() * sizeof(Out));  // unwritten shows
   f.Evaluate(x, y);
   for (std::size_t i = 0; i < x.size(); ++i) {
     const Out expected = f(x[i]);
