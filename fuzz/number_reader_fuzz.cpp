@@ -36,7 +36,12 @@ std::optional<std::vector<std::vector<double>>> ReadAll(const char* data, std::s
       line = reader.Line();
       for (double v : reader.Values()) {
         if (options.finiteOnly && !std::isfinite(v)) std::abort();
-        if (options.floatRange && std::fabs(v) > std::numeric_limits<float>::max()) std::abort();
+        // The float-range check bounds finite values; infinities are the
+        // business of finiteOnly alone.
+        if (options.floatRange && std::isfinite(v) &&
+            std::fabs(v) > std::numeric_limits<float>::max()) {
+          std::abort();
+        }
       }
       lines.emplace_back(reader.Values().begin(), reader.Values().end());
     }
