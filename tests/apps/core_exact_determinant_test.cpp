@@ -12,6 +12,7 @@
 
 #include "Errors.h"
 #include "ExactDeterminant.h"
+#include "apps/GmpBareiss.h"
 
 namespace {
 
@@ -24,39 +25,8 @@ mpq_class Value(const komath::ExactDeterminant& det) {
 }
 
 mpq_class Reference(const std::vector<double>& a, std::size_t n) {
-  // 2^shift makes every entry an integer (the lowest set bit of a double is
-  // at 2^-1074 or above).
   long shift = 0;
-  for (double x : a) {
-    int exponent = 0;
-    if (x != 0) std::frexp(x, &exponent);
-    shift = std::max(shift, long(53 - exponent));
-  }
-  std::vector<mpz_class> m(a.size());
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    mpq_class q(a[i]);
-    mpq_mul_2exp(q.get_mpq_t(), q.get_mpq_t(), shift);
-    m[i] = q.get_num();
-  }
-  mpz_class previous = 1;
-  int sign = 1;
-  for (std::size_t k = 0; k + 1 < n; ++k) {
-    std::size_t r = k;
-    while (r < n && m[r * n + k] == 0) ++r;
-    if (r == n) return 0;
-    if (r != k) {
-      sign = -sign;
-      for (std::size_t c = 0; c < n; ++c) std::swap(m[k * n + c], m[r * n + c]);
-    }
-    for (std::size_t i = k + 1; i < n; ++i) {
-      for (std::size_t j = k + 1; j < n; ++j) {
-        mpz_class t = m[i * n + j] * m[k * n + k] - m[i * n + k] * m[k * n + j];
-        mpz_divexact(m[i * n + j].get_mpz_t(), t.get_mpz_t(), previous.get_mpz_t());
-      }
-    }
-    previous = m[k * n + k];
-  }
-  mpq_class det(sign * m[n * n - 1]);
+  mpq_class det(ko_test::GmpBareiss(a, n, shift));
   mpq_div_2exp(det.get_mpq_t(), det.get_mpq_t(), shift * long(n));
   return det;
 }
