@@ -424,6 +424,42 @@ std::int32_t SignModuloPowerOfTwo(const SIntegerMatrix& matrix, unsigned int lim
 // Montgomery factor.
 constexpr std::int32_t c_iShiftBelowEveryPrime = 8;
 
+// Order 3 in 128-bit integers, for rows spread over at most nine binary
+// orders: entries below 2^62, the 2x2 minors of the lower rows below 2^125
+// (a difference of two products below 2^124). Each term v m of the
+// expansion along the first row is split at 2^64 as v mh 2^64 + v ml, with
+// m = mh 2^64 + ml: the high parts (below 2^123 each) and the low parts
+// (v ml below 2^126, split again into a signed high word and an unsigned
+// low word) are summed apart, so that no sum overflows, and det = high
+// 2^64 + low with 0 <= low < 2^64 once the carry is moved up.
+constexpr std::int32_t c_iLargestOrderThreeShift = 9;
+
+std::int32_t SignOfOrderThree(const SIntegerMatrix& matrix) {
+  std::array<std::int64_t, 9> v;
+  for (std::size_t e = 0; e < v.size(); ++e) {
+    const SIntegerEntry& entry = matrix.entries[e];
+    const auto magnitude = static_cast<std::int64_t>(entry.mantissa << entry.exponent);
+    v[e] = entry.negative ? -magnitude : magnitude;
+  }
+  const auto minor = [&](unsigned int i, unsigned int j) {
+    return Int128(v[3 + i]) * v[6 + j] - Int128(v[3 + j]) * v[6 + i];
+  };
+  // Cofactor signs folded in: + m(1, 2), - m(0, 2), + m(0, 1).
+  const std::array<Int128, 3> cofactors = {minor(1, 2), minor(2, 0), minor(0, 1)};
+  Int128 high = 0, low = 0;
+  for (unsigned int j = 0; j < 3; ++j) {
+    const Int128 m = cofactors[j];
+    const auto mHigh = static_cast<std::int64_t>(m >> 64);
+    const auto mLow = static_cast<std::uint64_t>(m);
+    const Int128 lowProduct = Int128(v[j]) * mLow;
+    high += Int128(v[j]) * mHigh + (lowProduct >> 64);
+    low += static_cast<std::uint64_t>(lowProduct);
+  }
+  high += low >> 64;
+  if (high != 0) return high > 0 ? 1 : -1;
+  return static_cast<std::uint64_t>(low) != 0 ? 1 : 0;
+}
+
 // Division-free Gaussian elimination on plain residues, which spares the
 // conversion of every entry into Montgomery form: Redc(p a_ij + (P - q)
 // a_kj) is (p a_ij - q a_kj) R^-1, so each row update multiplies the
@@ -590,6 +626,10 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
     const std::int64_t scaled = *magnitudeBits + matrix.scaleBits + 1;
     boundBits =
         std::min<std::uint64_t>(boundBits, std::uint64_t(std::max<std::int64_t>(scaled, 1)));
+  }
+  if (order == 3 && matrix.largestShift <= c_iLargestOrderThreeShift) {
+    sign = SignOfOrderThree(matrix);
+    return true;
   }
   // 64 W > boundBits: |det| <= 2^(boundBits - 1) < 2^(64 W - 1).
   const std::uint64_t limbs = boundBits / 64 + 1;
