@@ -434,13 +434,15 @@ constexpr std::int32_t c_iShiftBelowEveryPrime = 8;
 // 2^64 + low with 0 <= low < 2^64 once the carry is moved up.
 constexpr std::int32_t c_iLargestOrderThreeShift = 9;
 
+// The scaled entry as a signed integer; its shift must keep it below 2^63.
+std::int64_t SignedInteger(const SIntegerEntry& entry) {
+  const auto magnitude = static_cast<std::int64_t>(entry.mantissa << entry.exponent);
+  return entry.negative ? -magnitude : magnitude;
+}
+
 std::int32_t SignOfOrderThree(const SIntegerMatrix& matrix) {
   std::array<std::int64_t, 9> v;
-  for (std::size_t e = 0; e < v.size(); ++e) {
-    const SIntegerEntry& entry = matrix.entries[e];
-    const auto magnitude = static_cast<std::int64_t>(entry.mantissa << entry.exponent);
-    v[e] = entry.negative ? -magnitude : magnitude;
-  }
+  for (std::size_t e = 0; e < v.size(); ++e) v[e] = SignedInteger(matrix.entries[e]);
   const auto minor = [&](unsigned int i, unsigned int j) {
     return Int128(v[3 + i]) * v[6 + j] - Int128(v[3 + j]) * v[6 + i];
   };
@@ -617,6 +619,10 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
     sign = 0;
     return true;
   }
+  if (order == 3 && matrix.largestShift <= c_iLargestOrderThreeShift) {
+    sign = SignOfOrderThree(matrix);
+    return true;
+  }
   // Every prime exceeds 2^62 - 2^15, so K of them multiply to more than
   // 2^(62 K - 1).
   // The scaled determinant is det 2^scaleBits: twice it stays below
@@ -626,10 +632,6 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
     const std::int64_t scaled = *magnitudeBits + matrix.scaleBits + 1;
     boundBits =
         std::min<std::uint64_t>(boundBits, std::uint64_t(std::max<std::int64_t>(scaled, 1)));
-  }
-  if (order == 3 && matrix.largestShift <= c_iLargestOrderThreeShift) {
-    sign = SignOfOrderThree(matrix);
-    return true;
   }
   // 64 W > boundBits: |det| <= 2^(boundBits - 1) < 2^(64 W - 1).
   const std::uint64_t limbs = boundBits / 64 + 1;
@@ -654,11 +656,8 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
     // read once as signed integers, then no reduction at all.
     const bool small = matrix.largestShift <= c_iShiftBelowEveryPrime;
     std::pmr::vector<std::int64_t> integers(small ? residues.size() : 0, &arena);
-    for (std::size_t e = 0; e < integers.size(); ++e) {
-      const SIntegerEntry& entry = matrix.entries[e];
-      const auto magnitude = static_cast<std::int64_t>(entry.mantissa << entry.exponent);
-      integers[e] = entry.negative ? -magnitude : magnitude;
-    }
+    for (std::size_t e = 0; e < integers.size(); ++e)
+      integers[e] = SignedInteger(matrix.entries[e]);
     std::pmr::vector<std::uint64_t> scales(primeCount, &arena);
     for (std::size_t i = 0; i < primeCount; ++i) {
       const SModulus& mod = ModulusOf(i);

@@ -336,6 +336,13 @@ TEST(KoMpMatrixToDeterminantExactSign, OrderThreeIntegerRouteAgainstGmp) {
     const std::vector<double> extreme = {big, big, last, big, -big, small, -big, -big, small};
     ExpectExactSign(extreme, extreme, 3);
   }
+  // det = +-2^64 in the scaled integers, one unit of the high word and an
+  // empty low word: 2^52 ((2^52 + 64)^2 - 2^52 (2^52 + 128)) = 2^52 2^12.
+  const double a = 1 + 0x1p-46, c = 1 + 0x1p-45;
+  for (const std::vector<double>& carry : {std::vector<double>{a, 1, 0, c, a, 0, 0, 0, 1},
+                                           std::vector<double>{c, a, 0, a, 1, 0, 0, 0, 1}}) {
+    ExpectExactSign(carry, carry, 3);
+  }
 }
 
 }  // namespace
