@@ -516,7 +516,8 @@ void DivideByScales(std::span<std::uint64_t> values, std::span<const std::uint64
   constexpr unsigned int c_uiWindowBits = 4;
   constexpr unsigned int c_uiWindow = 1u << c_uiWindowBits;
   const std::size_t count = values.size();
-  // powers[c_uiWindow i + w] = scale_i^w; result[i] the running power.
+  // powers[c_uiWindow i + w] = scale_i^w, w < 16; result[i] the running
+  // power.
   std::pmr::vector<std::uint64_t> powers(c_uiWindow * count, &arena), result(count, &arena);
   for (std::size_t i = 0; i < count; ++i) powers[c_uiWindow * i] = ModulusOf(i).r1;
   for (unsigned int w = 1; w < c_uiWindow; ++w) {
@@ -534,8 +535,7 @@ void DivideByScales(std::span<std::uint64_t> values, std::span<const std::uint64
       const SModulus& mod = ModulusOf(i);
       std::uint64_t x = result[i];
       for (unsigned int s = 0; s < c_uiWindowBits; ++s) x = mod.Multiply(x, x);
-      result[i] =
-          mod.Multiply(x, powers[c_uiWindow * i + (((mod.p - 2) >> shift) & (c_uiWindow - 1))]);
+      result[i] = mod.Multiply(x, powers[c_uiWindow * i + (((mod.p - 2) >> shift) & 15)]);
     }
   }
   for (std::size_t i = 0; i < count; ++i) values[i] = ModulusOf(i).Multiply(values[i], result[i]);
