@@ -343,6 +343,11 @@ TEST(KoMpMatrixToDeterminantExactSign, OrderThreeIntegerRouteAgainstGmp) {
                                            std::vector<double>{c, a, 0, a, 1, 0, 0, 0, 1}}) {
     ExpectExactSign(carry, carry, 3);
   }
+  // det = 1 in the scaled integers (mantissas A, A + 1 and A - 1 for A =
+  // 2^52 + 1, unimodular): the low word alone decides.
+  const double u = 1 + 0x1p-52, v = 1 + 0x1p-51;
+  const std::vector<double> unimodular = {u, v, v, 1, u, u, 1, u, v};
+  ExpectExactSign(unimodular, unimodular, 3);
 }
 
 }  // namespace
