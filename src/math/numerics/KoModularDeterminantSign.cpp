@@ -78,7 +78,6 @@ struct SModulus {
     return a;
   }
   constexpr std::uint64_t ToMontgomery(std::uint64_t a) const { return Multiply(a, r2); }
-  constexpr std::uint64_t FromMontgomery(std::uint64_t a) const { return Multiply(a, 1); }
   constexpr std::uint64_t Power(std::uint64_t base, std::uint64_t exponent) const {
     std::uint64_t result = r1;
     for (; exponent != 0; exponent >>= 1) {
@@ -420,15 +419,68 @@ std::int32_t SignModuloPowerOfTwo(const SIntegerMatrix& matrix, unsigned int lim
   return std::any_of(det.begin(), det.begin() + limbs, [](std::uint64_t l) { return l != 0; });
 }
 
-// Division-free Gaussian elimination: row_i <- p row_i - q row_k multiplies
-// the determinant by the pivot p, so those factors are collected and
-// divided out once at the end (Fermat's inverse).
-std::uint64_t DeterminantByElimination(const SModulus& mod, std::uint64_t* a, unsigned int n) {
+// Entries at most this far shifted are below 2^61 < p: their residue is the
+// integer itself (p minus it when negative), with no reduction and no
+// Montgomery factor.
+constexpr std::int32_t c_iShiftBelowEveryPrime = 8;
+
+// Order 3 in 128-bit integers, for rows spread over at most nine binary
+// orders: entries below 2^62, the 2x2 minors of the lower rows below 2^125
+// (a difference of two products below 2^124). Each term v m of the
+// expansion along the first row is split at 2^64 as v mh 2^64 + v ml, with
+// m = mh 2^64 + ml: the high parts (below 2^123 each) and the low parts
+// (v ml below 2^126, split again into a signed high word and an unsigned
+// low word) are summed apart, so that no sum overflows, and det = high
+// 2^64 + low with 0 <= low < 2^64 once the carry is moved up.
+constexpr std::int32_t c_iLargestOrderThreeShift = 9;
+
+// The scaled entry as a signed integer; its shift must keep it below 2^63.
+std::int64_t SignedInteger(const SIntegerEntry& entry) {
+  const auto magnitude = static_cast<std::int64_t>(entry.mantissa << entry.exponent);
+  return entry.negative ? -magnitude : magnitude;
+}
+
+std::int32_t SignOfOrderThree(const SIntegerMatrix& matrix) {
+  std::array<std::int64_t, 9> v;
+  for (std::size_t e = 0; e < v.size(); ++e) v[e] = SignedInteger(matrix.entries[e]);
+  const auto minor = [&](unsigned int i, unsigned int j) {
+    return Int128(v[3 + i]) * v[6 + j] - Int128(v[3 + j]) * v[6 + i];
+  };
+  // Cofactor signs folded in: + m(1, 2), - m(0, 2), + m(0, 1).
+  const std::array<Int128, 3> cofactors = {minor(1, 2), minor(2, 0), minor(0, 1)};
+  Int128 high = 0, low = 0;
+  for (unsigned int j = 0; j < 3; ++j) {
+    const Int128 m = cofactors[j];
+    const auto mHigh = static_cast<std::int64_t>(m >> 64);
+    const auto mLow = static_cast<std::uint64_t>(m);
+    const Int128 lowProduct = Int128(v[j]) * mLow;
+    high += Int128(v[j]) * mHigh + (lowProduct >> 64);
+    low += static_cast<std::uint64_t>(lowProduct);
+  }
+  high += low >> 64;
+  if (high != 0) return high > 0 ? 1 : -1;
+  return static_cast<std::uint64_t>(low) != 0 ? 1 : 0;
+}
+
+// Division-free Gaussian elimination on plain residues, which spares the
+// conversion of every entry into Montgomery form: Redc(p a_ij + (P - q)
+// a_kj) is (p a_ij - q a_kj) R^-1, so each row update multiplies the
+// determinant by p R^-1, and Multiply(scale, p) (also p R^-1 times scale)
+// keeps `scale` the Montgomery form of the product of those factors. The
+// pivots' product starts at R^n, so that after the n Montgomery products it
+// is their plain product. The result is det * scale, the determinant times
+// that factor, plain; `scale` is left for the caller to divide out, which
+// lets the inverses of several primes run interleaved.
+std::uint64_t EliminationModulo(const SModulus& modulus, std::uint64_t* a, unsigned int n,
+                                std::uint64_t& scale) {
+  // Locals: the stores into `a` could otherwise alias the modulus.
+  const SModulus mod = modulus;
   auto at = [&](unsigned int i, unsigned int j) -> std::uint64_t& {
     return a[std::size_t(i) * n + j];
   };
   std::uint64_t product = mod.r1;
-  std::uint64_t scale = mod.r1;
+  for (unsigned int k = 1; k < n; ++k) product = mod.Multiply(product, mod.r2);  // R^n
+  scale = mod.r1;
   for (unsigned int k = 0; k < n; ++k) {
     unsigned int pivotRow = k;
     while (pivotRow < n && at(pivotRow, k) == 0) ++pivotRow;
@@ -450,25 +502,58 @@ std::uint64_t DeterminantByElimination(const SModulus& mod, std::uint64_t* a, un
       scale = mod.Multiply(scale, pivot);
     }
   }
-  return mod.Multiply(product, mod.Power(scale, mod.p - 2));
+  return product;
 }
 
-// The determinant modulo p as a plain residue (order >= 1).
-std::uint64_t DeterminantModulo(const SModulus& mod, const SIntegerMatrix& matrix,
-                                std::pmr::vector<std::uint64_t>& residues) {
+// values[i] times the inverse of scales[i] (Montgomery form) modulo prime
+// i, by Fermat: scale^(p - 2), left to right in windows of four bits (60
+// squarings and 15 multiplications by a table of 16 powers, against 124
+// steps bit by bit). Each power is a chain of dependent squarings; the
+// primes run their chains side by side, so that one's multiplications fill
+// the others' latency.
+void DivideByScales(std::span<std::uint64_t> values, std::span<const std::uint64_t> scales,
+                    std::pmr::memory_resource& arena) {
+  constexpr unsigned int c_uiWindowBits = 4;
+  constexpr unsigned int c_uiWindow = 1u << c_uiWindowBits;
+  const std::size_t count = values.size();
+  // powers[c_uiWindow i + w] = scale_i^w, w < 16; result[i] the running
+  // power.
+  std::pmr::vector<std::uint64_t> powers(c_uiWindow * count, &arena), result(count, &arena);
+  for (std::size_t i = 0; i < count; ++i) powers[c_uiWindow * i] = ModulusOf(i).r1;
+  for (unsigned int w = 1; w < c_uiWindow; ++w) {
+    for (std::size_t i = 0; i < count; ++i) {
+      std::uint64_t* table = &powers[c_uiWindow * i];
+      table[w] = ModulusOf(i).Multiply(table[w - 1], scales[i]);
+    }
+  }
+  // Every prime is below 2^62: the top window holds bits 60 and 61.
+  for (std::size_t i = 0; i < count; ++i) {
+    result[i] = powers[c_uiWindow * i + ((ModulusOf(i).p - 2) >> 60)];
+  }
+  for (int shift = 60 - int(c_uiWindowBits); shift >= 0; shift -= int(c_uiWindowBits)) {
+    for (std::size_t i = 0; i < count; ++i) {
+      const SModulus& mod = ModulusOf(i);
+      std::uint64_t x = result[i];
+      for (unsigned int s = 0; s < c_uiWindowBits; ++s) x = mod.Multiply(x, x);
+      result[i] = mod.Multiply(x, powers[c_uiWindow * i + (((mod.p - 2) >> shift) & 15)]);
+    }
+  }
+  for (std::size_t i = 0; i < count; ++i) values[i] = ModulusOf(i).Multiply(values[i], result[i]);
+}
+
+// The residues of the scaled entries modulo one prime, each x R^-1 as the
+// subset expansion takes them, or plain x as the elimination takes them.
+void ResiduesModulo(const SModulus& mod, const SIntegerMatrix& matrix, bool plain,
+                    std::pmr::vector<std::uint64_t>& residues) {
   std::array<std::uint64_t, c_uiRadixPowers> radix;
   radix[0] = mod.r1;
   for (std::int32_t q = 1; q <= matrix.largestShift >> 6; ++q) {
     radix[q] = mod.Multiply(radix[q - 1], mod.r2);
   }
   for (std::size_t e = 0; e < residues.size(); ++e) {
-    residues[e] = ScaledResidue(mod, matrix.entries[e], radix.data());
+    const std::uint64_t residue = ScaledResidue(mod, matrix.entries[e], radix.data());
+    residues[e] = plain ? mod.Multiply(residue, mod.r2) : residue;
   }
-  if (matrix.order <= c_uiLargestSubsetOrder) {
-    return DeterminantBySubsets(mod, residues.data(), matrix.order);
-  }
-  for (std::uint64_t& residue : residues) residue = mod.Multiply(residue, mod.r3);  // x R
-  return mod.FromMontgomery(DeterminantByElimination(mod, residues.data(), matrix.order));
 }
 
 // Garner's algorithm: turns the residues r_i into the mixed-radix digits
@@ -534,6 +619,10 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
     sign = 0;
     return true;
   }
+  if (order == 3 && matrix.largestShift <= c_iLargestOrderThreeShift) {
+    sign = SignOfOrderThree(matrix);
+    return true;
+  }
   // Every prime exceeds 2^62 - 2^15, so K of them multiply to more than
   // 2^(62 K - 1).
   // The scaled determinant is det 2^scaleBits: twice it stays below
@@ -557,8 +646,32 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
   std::pmr::monotonic_buffer_resource arena(scratch.data(), scratch.size());
   std::pmr::vector<std::uint64_t> residues(matrix.entries.size(), &arena);
   std::pmr::vector<std::uint64_t> determinants(primeCount, &arena);
-  for (std::size_t i = 0; i < primeCount; ++i) {
-    determinants[i] = DeterminantModulo(ModulusOf(i), matrix, residues);
+  if (order <= c_uiLargestSubsetOrder) {
+    for (std::size_t i = 0; i < primeCount; ++i) {
+      ResiduesModulo(ModulusOf(i), matrix, false, residues);
+      determinants[i] = DeterminantBySubsets(ModulusOf(i), residues.data(), order);
+    }
+  } else {
+    // Entries below 2^61 < p are their own residues, negated ones p - |x|:
+    // read once as signed integers, then no reduction at all.
+    const bool small = matrix.largestShift <= c_iShiftBelowEveryPrime;
+    std::pmr::vector<std::int64_t> integers(small ? residues.size() : 0, &arena);
+    for (std::size_t e = 0; e < integers.size(); ++e)
+      integers[e] = SignedInteger(matrix.entries[e]);
+    std::pmr::vector<std::uint64_t> scales(primeCount, &arena);
+    for (std::size_t i = 0; i < primeCount; ++i) {
+      const SModulus& mod = ModulusOf(i);
+      if (small) {
+        for (std::size_t e = 0; e < integers.size(); ++e) {
+          const auto value = static_cast<std::uint64_t>(integers[e]);
+          residues[e] = value + (mod.p & static_cast<std::uint64_t>(integers[e] >> 63));
+        }
+      } else {
+        ResiduesModulo(mod, matrix, true, residues);
+      }
+      determinants[i] = EliminationModulo(mod, residues.data(), order, scales[i]);
+    }
+    DivideByScales(determinants, scales, arena);
   }
   ToMixedRadixDigits(determinants);
   sign = SymmetricSign(determinants);

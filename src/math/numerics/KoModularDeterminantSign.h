@@ -11,6 +11,8 @@
 // Orders up to six whose scaled entries fit 64 bits take a cheaper route:
 // the Laplace expansion in W-limb integers that wrap modulo 2^(64 W), with
 // 2^(64 W) above twice the bound, read off as a two's-complement sign.
+// Order 3 with every row spread over at most nine binary orders is cheaper
+// still: the same expansion in 128-bit integers, with no bound needed.
 //
 // Entries are read as the exact numbers read them: a subnormal double d
 // with fraction f counts as (2^52 + f) * 2^-1075, the value KoFloatExact

@@ -312,4 +312,42 @@ TEST(KoMpMatrixToDeterminantExactSignRecords, InputBytesBadElementSizeAndOlderAr
   EXPECT_TRUE(replay.compareUnitTestResult());
 }
 
+// Order 3 exactly in 128-bit integers: singular and one-ulp-off rows of full
+// mantissas spread over 0 to 10 binary orders (10 takes the general route),
+// and rows at the route's largest entries with non-cancelling signs.
+TEST(KoMpMatrixToDeterminantExactSign, OrderThreeIntegerRouteAgainstGmp) {
+  std::mt19937_64 rng(333);
+  for (int spread = 0; spread <= 10; ++spread) {
+    for (int trial = 0; trial < 30; ++trial) {
+      std::vector<double> values(9);
+      for (double& v : values) v = RandomDouble(rng, 0, 0);
+      const unsigned int a = rng() % 3, b = (a + 1) % 3;
+      for (unsigned int j = 0; j < 3; ++j) values[b * 3 + j] = values[a * 3 + j];
+      if (trial % 2 == 1) {
+        double& entry = values[b * 3 + rng() % 3];
+        entry = std::nextafter(entry, 4.0);
+      }
+      ScaleColumns(values, {0, int(rng() % (spread + 1)), spread});
+      ExpectExactSign(values, values, 3);
+    }
+  }
+  const double big = std::ldexp(0x1.fffffffffffffp0, 9), small = -0x1.fffffffffffffp0;
+  for (double last : {small, -small}) {
+    const std::vector<double> extreme = {big, big, last, big, -big, small, -big, -big, small};
+    ExpectExactSign(extreme, extreme, 3);
+  }
+  // det = +-2^64 in the scaled integers, one unit of the high word and an
+  // empty low word: 2^52 ((2^52 + 64)^2 - 2^52 (2^52 + 128)) = 2^52 2^12.
+  const double a = 1 + 0x1p-46, c = 1 + 0x1p-45;
+  for (const std::vector<double>& carry : {std::vector<double>{a, 1, 0, c, a, 0, 0, 0, 1},
+                                           std::vector<double>{c, a, 0, a, 1, 0, 0, 0, 1}}) {
+    ExpectExactSign(carry, carry, 3);
+  }
+  // det = 1 in the scaled integers (mantissas A, A + 1 and A - 1 for A =
+  // 2^52 + 1, unimodular): the low word alone decides.
+  const double u = 1 + 0x1p-52, v = 1 + 0x1p-51;
+  const std::vector<double> unimodular = {u, v, v, 1, u, u, 1, u, v};
+  ExpectExactSign(unimodular, unimodular, 3);
+}
+
 }  // namespace

@@ -154,4 +154,17 @@ TEST(QuaternionTest, LogAndExpAreInverseOnUnitQuaternions) {
   }
 }
 
+// The branch points of Slerp: a dot product of exactly +-0.95 takes Lerp
+// (of -b for -0.95), and one of +0 or -0 keeps b (the flip is for d < 0, not
+// for a sign bit).
+TEST(QuaternionTest, SlerpAtItsThresholdsAndAtSignedZeroDots) {
+  const Q a(0, 0, 0, 1), b(0.31224987f, 0, 0, 0.95f);
+  EXPECT_EQ(Q::Slerp(a, b, 0.3f), Q::Lerp(a, b, 0.3f));
+  EXPECT_EQ(Q::Slerp(a, -b, 0.3f), Q::Lerp(a, b, 0.3f));
+  const Q plusZero(1, 0, 0, 0), minusZero(-1, -0.0f, -0.0f, -0.0f);
+  const float half = std::sqrt(0.5f);
+  ExpectNear(Q::Slerp(a, plusZero, 0.5f), Q(half, 0, 0, half), 4 * c_eps);
+  ExpectNear(Q::Slerp(a, minusZero, 0.5f), Q(-half, 0, 0, half), 4 * c_eps);
+}
+
 }  // namespace
