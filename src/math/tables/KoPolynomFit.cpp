@@ -7,13 +7,14 @@
 namespace {
 
 // Solves a·x = b in place by Gauss–Jordan elimination with full pivoting
-// (Numerical Recipes, "gaussj"): b becomes x and a becomes its inverse.
-// `a` is m×m row-major. Among pivot candidates of equal magnitude the later
-// one wins (the comparison is >=). A zero pivot stops the elimination at
+// (Numerical Recipes, "gaussj"): b becomes x, and a holds the inverse with
+// its columns in pivot order (gaussj's final column unswap is left out:
+// only b is wanted). `a` is m×m row-major. Among pivot candidates of equal
+// magnitude the later one wins (the comparison is >=). A zero pivot stops the elimination at
 // once and leaves a and b half-reduced; the caller carries on with them.
 template <class T>
 void SolveGaussJordan(T* a, T* b, unsigned int m) {
-  std::vector<unsigned int> pivotCount(m, 0), pivotRow(m), pivotColumn(m);
+  std::vector<unsigned int> pivotCount(m, 0);
   // Initialised so that an all-NaN search (no candidate ever compares >=)
   // still names a valid element.
   unsigned int row = 0;
@@ -31,14 +32,11 @@ void SolveGaussJordan(T* a, T* b, unsigned int m) {
       }
     }
     ++pivotCount[column];
-    // Move the pivot onto the diagonal; the column swap is only recorded
-    // and undone on the inverse at the end.
+    // Move the pivot onto the diagonal.
     if (row != column) {
       for (unsigned int c = 0; c < m; ++c) std::swap(a[row * m + c], a[column * m + c]);
       std::swap(b[row], b[column]);
     }
-    pivotRow[pass] = row;
-    pivotColumn[pass] = column;
     T* pivotLine = a + column * m;
     if (pivotLine[column] == 0) return;
     const T inverse = T(1) / pivotLine[column];
@@ -53,12 +51,6 @@ void SolveGaussJordan(T* a, T* b, unsigned int m) {
       a[r * m + column] = 0;
       for (unsigned int c = 0; c < m; ++c) a[r * m + c] -= pivotLine[c] * factor;
       b[r] -= b[column] * factor;
-    }
-  }
-  for (unsigned int pass = m; pass-- > 0;) {
-    if (pivotRow[pass] == pivotColumn[pass]) continue;
-    for (unsigned int r = 0; r < m; ++r) {
-      std::swap(a[r * m + pivotRow[pass]], a[r * m + pivotColumn[pass]]);
     }
   }
 }
