@@ -88,6 +88,13 @@ TEST(StreamsTest, FileStreamsRoundTripAndReportMissingFiles) {
   EXPECT_THROW(in.ReadFloat(), KbExceptionEndOfStream);
 
   EXPECT_THROW(KbStreamReadBinaryFile("/nonexistent/komath.bin"), KbException);
+
+  // A block too large for the buffer fails at once; the stream's error flag
+  // then fails Close too, although nothing is left to flush.
+  KbStreamWriteBinaryFile full("/dev/full");
+  const Bytes block(1 << 20);
+  EXPECT_THROW(full.WriteBuffer(block.data(), block.size()), KbException);
+  EXPECT_THROW(full.Close(), KbException);
 }
 
 }  // namespace
