@@ -104,10 +104,11 @@ std::wstring KoUnitTestFileBased::getSubtestName(unsigned int index) const {
   return index < m_files.size() ? m_files[index].filename().wstring() : std::wstring();
 }
 
+// An index out of range is an error like a file that cannot be read (at()
+// throws std::out_of_range).
 KoUnitTest::EResult KoUnitTestFileBased::runUnitTest(unsigned int index) {
-  if (index >= m_files.size()) return eError;
   try {
-    const std::unique_ptr<KbStreamReadBinary> stream = createStream(m_files[index].wstring());
+    const std::unique_ptr<KbStreamReadBinary> stream = createStream(m_files.at(index).wstring());
     return withUnitTestStream(*stream, [this] { return runUnitTest(); });
   } catch (const std::exception&) {
     return eError;

@@ -140,6 +140,7 @@ TEST_F(AlgorithmUnitTestFiles, WrittenFilesReplayRecreateAndReportCorruption) {
   ASSERT_EQ(replay.getSubtestCount(), 2u);
   EXPECT_EQ(replay.getSubtestName(0), L"KoMpTestSum_0002.kut");
   EXPECT_EQ(replay.getSubtestName(1), L"KoMpTestSum_0007.kut");
+  EXPECT_EQ(replay.getSubtestName(2), L"");
   EXPECT_EQ(replay.getPattern(), L"KoMpTestSum_*.kut");
   EXPECT_EQ(replay.runUnitTest(0), KoUnitTest::ePassed);
   EXPECT_EQ(replay.runUnitTest(1), KoUnitTest::ePassed);

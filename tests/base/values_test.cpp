@@ -76,6 +76,7 @@ TEST(ValuesTest, FlagsCountersObserversAndDumps) {
   KoObservable observable;
   observable.AddObserver(recorder);
   observable.AddObserver(recorder);
+  EXPECT_EQ(observable.GetMemoryUsage(), sizeof(KoObservable) + sizeof(IObserver*));
   observable.NotifyObservers(KoObservableMessage::eChanged, nullptr);
   EXPECT_EQ(recorder.calls, 1);
   EXPECT_EQ(recorder.last, 2u);
