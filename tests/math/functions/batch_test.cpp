@@ -109,6 +109,8 @@ TYPED_TEST(BatchEvaluation, EveryClassBitIdenticalToOperatorCall) {
       {"pyramid", std::make_unique<KoFunctionLimitedPyramid<T, T>>(-1, T(0.3), 2, 3)},
       {"piecewise", circular.GetCurve().Clone()},
       {"linear ramp", std::make_unique<KoFunctionRampLinear<T>>(-1, 2, 1.5, T(0.25))},
+      // Between −0 and +0: the line gives −0 left of 0, which is not above +0.
+      {"linear ramp of zeros", std::make_unique<KoFunctionRampLinear<T>>(-T(0), T(0), 1)},
       {"spline ramp", std::make_unique<KoFunctionRampSpline<T>>(-1, 2, 1.5, T(0.4), T(0.25))},
       {"circular ramp", std::make_unique<KoFunctionRampCircular<T>>(circular)},
       {"falling circular ramp", std::make_unique<KoFunctionRampCircular<T>>(2, -1, 1, -0.5, 0, 2)},

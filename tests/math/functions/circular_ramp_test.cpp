@@ -106,6 +106,9 @@ TYPED_TEST(CircularRampTest, CornerGeometryDegenerateRampsAndTheDomainFromZero) 
   const T p1 = pieces[1].from, h = T(1e-3);
   const T left = (ramp(p1) - ramp(p1 - h)) / h, right = (ramp(p1 + h) - ramp(p1)) / h;
   EXPECT_NEAR(left, right, 0.01);
+  // A negative or NaN roundness is the default 1.
+  const KoFunctionRampCircular<T> sanitized(0, 1, 1, 0, -3, std::nan(""));
+  for (T x : {T(0.01), T(0.5), T(0.99)}) EXPECT_EQ(sanitized(x), ramp(x)) << x;
   // Sharp corners: exactly the straight line.
   const KoFunctionRampCircular<T> sharp(2, -6, 4, 1, 0, 0);
   EXPECT_EQ(sharp.GetCurve().GetPieces().GetSize(), 2u);

@@ -25,6 +25,7 @@ TYPED_TEST(NonUniformTableTest, LinearExtrapolatesBothWaysNoneNeverReturnsTheLas
   using T = TypeParam;
   NonUniform<T> table;  // no reserved slots: the appends grow it
   table.AppendSorted(0, 0);
+  EXPECT_EQ(table.GetTable().GetCapacity(), 1u);  // one slot, then doubling
   table.AppendSorted(1, 10);
   table.AppendSorted(3, 30);
   ExpectValues<T>(table, {{2, 20}, {-1, -10}, {5, 50}});
