@@ -37,6 +37,9 @@ TYPED_TEST(UniformTableTest, LookupInBothModesAndAnUnknownOneInsideBelowAndBeyon
   unit.SetInterpolationType(unit.eLinear);
   unit[1] = 10, unit[2] = 30;
   EXPECT_EQ(unit(T(1.5)), 20);
+  // MinX itself is interpolated (t = 0), not clamped: 0·∞ from s[1].
+  unit[1] = std::numeric_limits<T>::infinity();
+  EXPECT_TRUE(std::isnan(unit(0)));
 }
 
 TYPED_TEST(UniformTableTest, SetAndAddSpreadOrRoundAndDropValuesBeyondTheGrid) {
