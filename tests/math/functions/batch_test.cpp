@@ -9,6 +9,7 @@
 #include <limits>
 #include <memory>
 #include <random>
+#include <span>
 #include <vector>
 
 #include "base/KbException.h"
@@ -49,15 +50,17 @@ bool SameBits(const Out& a, const Out& b) {
 }
 
 // The batch in a fresh buffer and in place must both equal operator(); a
-// result span of another length throws before anything is written.
+// result span of another length throws before anything is written, and
+// nothing is written past the span's end.
 template <class In, class Out>
 void ExpectBatchEqualsCalls(const IFunction<In, Out>& f, const std::vector<In>& x,
                             const char* name) {
-  std::vector<Out> y(x.size() - 1);
-  EXPECT_THROW(f.Evaluate(x, y), KbException) << name;
-  y.resize(x.size());
+  std::vector<Out> y(x.size() + 1);
   std::memset(static_cast<void*>(y.data()), 0xA5, y.size() * sizeof(Out));  // unwritten shows
-  f.Evaluate(x, y);
+  const Out guard = y.back();
+  EXPECT_THROW(f.Evaluate(x, std::span(y).first(x.size() - 1)), KbException) << name;
+  f.Evaluate(x, std::span(y).first(x.size()));
+  ASSERT_TRUE(SameBits(y.back(), guard)) << name;
   for (std::size_t i = 0; i < x.size(); ++i) {
     const Out expected = f(x[i]);
     ASSERT_TRUE(SameBits(y[i], expected)) << name << " at " << x[i];
@@ -65,7 +68,7 @@ void ExpectBatchEqualsCalls(const IFunction<In, Out>& f, const std::vector<In>& 
   if constexpr (std::is_same_v<In, Out>) {
     std::vector<Out> inPlace = x;
     f.Evaluate(inPlace, inPlace);
-    EXPECT_EQ(std::memcmp(inPlace.data(), y.data(), y.size() * sizeof(Out)), 0) << name;
+    EXPECT_EQ(std::memcmp(inPlace.data(), y.data(), x.size() * sizeof(Out)), 0) << name;
   }
 }
 

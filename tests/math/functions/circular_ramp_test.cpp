@@ -127,6 +127,7 @@ TYPED_TEST(CircularRampTest, CornerGeometryDegenerateRampsAndTheDomainFromZero) 
   const KoFunctionRampCircular<T> early(5, 6, 2, -1, 1, 1);
   EXPECT_EQ(early(T(-0.5)), T(0));
   EXPECT_EQ(early(-2), T(5));
+  EXPECT_EQ(KoFunctionRampCircular<T>(5, 6, 1, -3, 1, 1)(-2), T(0));  // even at the end itself
   // Extreme but finite parameters never produce NaN.
   const T big = std::numeric_limits<T>::max() / 8, tiny = std::numeric_limits<T>::min() * 8;
   EXPECT_FALSE(std::isnan(KoFunctionRampCircular<T>(0, big, tiny, 0, big, big)(tiny / 2)));
