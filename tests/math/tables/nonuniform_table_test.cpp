@@ -28,6 +28,7 @@ TYPED_TEST(NonUniformTableTest, LinearExtrapolatesBothWaysNoneNeverReturnsTheLas
   EXPECT_EQ(table.GetTable().GetCapacity(), 1u);  // one slot, then doubling
   table.AppendSorted(1, 10);
   table.AppendSorted(3, 30);
+  EXPECT_EQ(table.GetTable().GetCapacity(), 4u);
   ExpectValues<T>(table, {{2, 20}, {-1, -10}, {5, 50}});
   EXPECT_EQ(table.GetMinX(), 0);
   table.SetInterpolationType(table.eNone);
@@ -57,8 +58,9 @@ TYPED_TEST(NonUniformTableTest, DegenerateTablesNaNAndGrowthBeyondTheReservedSlo
   NonUniform<T> table(1);
   table.SetInvalidY(-7);
   EXPECT_EQ(table(0), -7);
-  table.AppendSorted(2, 5);
-  EXPECT_EQ(table(2), -7);  // one sample: no interval
+  table.AppendSorted(2, 4);
+  table.AppendSorted(2, 5);  // replaces the first sample
+  EXPECT_EQ(table(2), -7);   // one sample: no interval
   table.SetInterpolationType(static_cast<typename NonUniform<T>::EInterpolationType>(2));
   EXPECT_EQ(table(9), 5);  // this mode only reads y[i]
   for (int i = 3; i < 40; ++i) table.AppendSorted(T(i), T(2 * i));

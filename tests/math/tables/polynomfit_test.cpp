@@ -5,6 +5,7 @@
 #include <random>
 #include <vector>
 
+#include "base/KbException.h"
 #include "math/tables/KoPolynomFit.h"
 
 namespace {
@@ -47,6 +48,8 @@ TEST(PolynomFitTest, PreconditionsNeedOneSigmaPerPointAndMorePointsThanTheDegree
   EXPECT_FALSE(fit.Compute(Fit::eComputeDefault));  // a sigma missing
   sigmas.PushBack(1);
   EXPECT_TRUE(fit.Compute(Fit::eComputeDefault));  // exactly three points
+  fit.SetInput(points, sigmas, 1, coefficients);
+  EXPECT_THROW(fit.GetOutput(), KbException);  // stale until the next Compute
 }
 
 // Same x = 2 everywhere: the first pivot (ties go to the later candidate, so

@@ -30,7 +30,10 @@ TYPED_TEST(UniformTableTest, LookupInBothModesAndAnUnknownOneInsideBelowAndBeyon
   table.SetInterpolationType(table.eLinear);
   const T f = T(0.3) / T(0.25) - 1;
   EXPECT_EQ(table(T(0.3)), (1 - f) * s[1] + f * s[2]);
-  EXPECT_EQ(table(1), 50);
+  ExpectValues<T>(table, {{1, 50}, {-0.1, 10}});
+  Uniform<T> assigned;
+  assigned = table;  // the mode goes with the samples
+  EXPECT_EQ(assigned(T(0.3)), table(T(0.3)));
   table.SetInterpolationType(static_cast<typename Uniform<T>::EInterpolationType>(2));
   EXPECT_EQ(table(T(0.5)), 0);
   Uniform<T> unit(3, 0, 2);  // step 1
@@ -77,7 +80,8 @@ TYPED_TEST(UniformTableTest, EmptyAndReversedTablesAndNaNArgumentsStayInsideTheS
   reversed.SetInterpolationType(reversed.eLinear);
   const T t = (T(1.1) - 1) / T(-0.25);  // in (−1, 0): the first interval
   EXPECT_EQ(reversed(T(1.1)), (1 - t) * 1 + t * 2);
-  EXPECT_EQ(reversed(3), -7);  // t = −8: no sample there
+  EXPECT_EQ(reversed(3), -7);        // t = −8: no sample there
+  EXPECT_EQ(reversed(T(1.25)), -7);  // t = −1 already
   EXPECT_TRUE(std::isnan(reversed(std::numeric_limits<T>::quiet_NaN())));
   reversed.SetInterpolationType(reversed.eNone);
   EXPECT_EQ(reversed(T(1e30)), 5);  // an index beyond 2^63
