@@ -110,7 +110,6 @@ TEST(NonUniformVectorTableTest, ComponentsFollowTheScalarRulesAndScaleByTheRecip
   table.SetH(0.3f);  // MinX is huge: the forward difference
   const KbVector3f difference = table(1 + 0.3f) - table(1);
   EXPECT_EQ(table.GetDerivative(1), difference * (1 / 0.3f));
-  EXPECT_NE(difference.x * (1 / 0.3f), difference.x / 0.3f);
   table.SetInterpolationType(table.eNone);
   EXPECT_EQ(table(3), KbVector3f(1, 1, 1));
 }
