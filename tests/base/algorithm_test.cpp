@@ -181,6 +181,7 @@ TEST_F(AlgorithmUnitTestFiles, FilesNumberedFromTenThousandAreListedInNumericOrd
   }
   std::ofstream(m_scratch / "KoMpTestSum_42949672950.kut") << "eleven digits";
   std::ofstream(m_scratch / "KoMpTestSum_00005.kut") << "five digits, the smallest number";
+  std::ofstream(m_scratch / "KoMpTestSum_00x5.kut") << "not a number";
 
   writer.initSubtests();
   ASSERT_EQ(writer.getSubtestCount(), 5u);

@@ -106,12 +106,16 @@ TEST(StreamsTest, FileStreamsRoundTripAndReportMissingFiles) {
   EXPECT_THROW(full.WriteBuffer(block.data(), block.size()), KbException);
   EXPECT_THROW(full.Close(), KbException);
 
-  // Readers give their descriptors back: far more of them than the limit.
+  // Readers and unclosed writers give their descriptors back: far more of
+  // them than the limit.
   rlimit limit{};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
   const rlimit low{64, limit.rlim_max};
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &low), 0);
-  for (int i = 0; i < 200; ++i) EXPECT_NO_THROW(KbStreamReadBinaryFile{path.string()});
+  for (int i = 0; i < 200; ++i) {
+    EXPECT_NO_THROW(KbStreamReadBinaryFile{path.string()});
+    EXPECT_NO_THROW(KbStreamWriteBinaryFile{(scratch / "unclosed.bin").string()});
+  }
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 

@@ -29,8 +29,8 @@ T Interpolate(const T* s, unsigned int i, T t) {
 
 template <class In, class Out>
 KoFunctionTableUniform<In, Out>::KoFunctionTableUniform() {
+  // The table base starts on [0, 1] in linear mode.
   this->SetInterpolationType(eNone);
-  this->SetMinX(0);
   this->SetMaxX(0);
 }
 

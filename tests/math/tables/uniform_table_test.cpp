@@ -30,7 +30,7 @@ TYPED_TEST(UniformTableTest, LookupInBothModesAndAnUnknownOneInsideBelowAndBeyon
   table.SetInterpolationType(table.eLinear);
   const T f = T(0.3) / T(0.25) - 1;
   EXPECT_EQ(table(T(0.3)), (1 - f) * s[1] + f * s[2]);
-  ExpectValues<T>(table, {{1, 50}, {-0.1, 10}});
+  ExpectValues<T>(table, {{1, 50}, {1.1, 50}, {-0.1, 10}});
   Uniform<T> assigned;
   assigned = table;  // the mode goes with the samples
   EXPECT_EQ(assigned(T(0.3)), table(T(0.3)));
