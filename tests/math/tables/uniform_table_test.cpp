@@ -56,7 +56,7 @@ TYPED_TEST(UniformTableTest, SetAndAddSpreadOrRoundAndDropValuesBeyondTheGrid) {
   table.Add(T(0.3), 10);
   EXPECT_EQ(table[1], (1 - f) * 10 + (1 - f) * 10);
   EXPECT_EQ(table[2], f * 10 + f * 10);
-  table.Set(1, 99);  // the last grid point: dropped in this mode
+  table.Set(1, 99), table.Set(T(1e30), 99);  // the last grid point and beyond: dropped
   EXPECT_EQ(table[4], 0);
   table.Set(T(0.875), 4);  // the last interval still has its upper neighbour
   EXPECT_EQ(table[4], 2);
@@ -73,18 +73,21 @@ TYPED_TEST(UniformTableTest, SetAndAddSpreadOrRoundAndDropValuesBeyondTheGrid) {
 // None of these may read outside the samples.
 TYPED_TEST(UniformTableTest, EmptyAndReversedTablesAndNaNArgumentsStayInsideTheSamples) {
   using T = TypeParam;
-  Uniform<T> empty, reversed(5, 1, 0);  // step −0.25
+  Uniform<T> empty, reversed(2, 1, 0);  // step −1
   reversed.SetInvalidY(-7);
-  for (unsigned int i = 0; i < 5; ++i) reversed[i] = T(i + 1);
-  EXPECT_EQ(empty(0), 0);  // InvalidY
+  reversed[0] = 1, reversed[1] = 2;
+  EXPECT_EQ(empty(0), 0);  // InvalidY, on [0, 0]
+  EXPECT_EQ(empty.GetMaxX(), 0);
+  empty.SetInterpolationType(empty.eLinear);
+  EXPECT_EQ(empty(0), 0);
   reversed.SetInterpolationType(reversed.eLinear);
-  const T t = (T(1.1) - 1) / T(-0.25);  // in (−1, 0): the first interval
+  const T t = (T(1.1) - 1) / T(-1);  // in (−1, 0): the first interval
   EXPECT_EQ(reversed(T(1.1)), (1 - t) * 1 + t * 2);
-  EXPECT_EQ(reversed(3), -7);        // t = −8: no sample there
-  EXPECT_EQ(reversed(T(1.25)), -7);  // t = −1 already
+  EXPECT_EQ(reversed(3), -7);  // t = −2: no sample there
+  EXPECT_EQ(reversed(2), -7);  // t = −1 already
   EXPECT_TRUE(std::isnan(reversed(std::numeric_limits<T>::quiet_NaN())));
   reversed.SetInterpolationType(reversed.eNone);
-  EXPECT_EQ(reversed(T(1e30)), 5);  // an index beyond 2^63
+  EXPECT_EQ(reversed(T(1e30)), 2);  // an index beyond 2^63
 }
 
 // x³ on a dyadic grid: every difference is exact, so the branches of the
