@@ -66,6 +66,10 @@ class KoMpTestSum : public KoMpAlgorithm {
   }
   bool compareUnitTestResult() const override { return m_sum == m_expectedSum; }
 
+ public:
+  // An algorithm that cannot compare its results never passes.
+  bool BaseComparison() const { return KoMpAlgorithm::compareUnitTestResult(); }
+
  private:
   bool hook(char name) const {
     trace += name;
@@ -142,6 +146,8 @@ TEST_F(AlgorithmUnitTestFiles, WrittenFilesReplayRecreateAndReportCorruption) {
   EXPECT_EQ(replay.getSubtestName(1), L"KoMpTestSum_0007.kut");
   EXPECT_EQ(replay.getSubtestName(2), L"");
   EXPECT_EQ(replay.getPattern(), L"KoMpTestSum_*.kut");
+  EXPECT_EQ(replay.getSubtestsBaseIndex(), 0u);
+  EXPECT_FALSE(replay.BaseComparison());
   EXPECT_EQ(replay.runUnitTest(0), KoUnitTest::ePassed);
   EXPECT_EQ(replay.runUnitTest(1), KoUnitTest::ePassed);
   EXPECT_EQ(replay.GetSum(), 3.0);

@@ -1,5 +1,6 @@
 #include "math/tables/KoPolynomFit.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 #include <vector>
@@ -191,7 +192,7 @@ void KoPolynomFit<T>::compute() {
   KbArray<T> rhs(m);
   accumulateNormalEquations(rhs);
   SolveGaussJordan(m_normalMatrix.GetData(), rhs.GetData(), m);
-  for (unsigned int k = 0; k < m; ++k) (*m_coefficients)[k] = rhs[k];
+  std::copy_n(rhs.GetData(), m, m_coefficients->GetData());
   m_chiSquare = chiSquare();
 }
 

@@ -88,6 +88,7 @@ TYPED_TEST(BatchEvaluation, EveryClassBitIdenticalToOperatorCall) {
   const std::vector<T> x = Arguments<T>();
   KoFunctionTableUniform<T, T> uniform(17, -1, 2);
   for (unsigned int i = 0; i < 17; ++i) uniform[i] = std::sin(T(i));
+  uniform.SetInterpolationType(uniform.eLinear);  // a sized table starts in nearest mode
   KoFunctionTableNonUniform<T, T> nonUniform(40);
   for (int i = 0; i < 40; ++i) nonUniform.AppendSorted(T(i * i) / 400 - T(0.5), std::cos(T(i)));
   KoFunctionTableUniform<T, T> nearest = uniform;
@@ -109,7 +110,8 @@ TYPED_TEST(BatchEvaluation, EveryClassBitIdenticalToOperatorCall) {
                                std::pair<T, T>(0.5, 1), 1.2, -2, 2, true)},
       {"lower hemisphere", std::make_unique<KoFunctionLimitedHemisphere<T, T>>(
                                std::pair<T, T>(-0.5, 0), 0.7, -1, 0, false)},
-      {"pyramid", std::make_unique<KoFunctionLimitedPyramid<T, T>>(-1, T(0.3), 2, 3)},
+      // Negative height: −0 at both domain ends, where the invalid value is +0.
+      {"pyramid", std::make_unique<KoFunctionLimitedPyramid<T, T>>(-1, T(0.3), 2, -3)},
       {"piecewise", circular.GetCurve().Clone()},
       {"linear ramp", std::make_unique<KoFunctionRampLinear<T>>(-1, 2, 1.5, T(0.25))},
       // Between −0 and +0: the line gives −0 left of 0, which is not above +0.
