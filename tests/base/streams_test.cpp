@@ -73,6 +73,12 @@ TEST(StreamsTest, TruncatedAndCorruptReadsThrowWithoutConsuming) {
   // number (here to 0); elements of size 0 never overflow.
   EXPECT_THROW(in.EnsureAvailable(std::uint64_t(1) << 62, 4), KbExceptionEndOfStream);
   EXPECT_NO_THROW(in.EnsureAvailable(std::numeric_limits<std::uint64_t>::max(), 0));
+  try {  // the largest count that does not overflow: its byte size is reported
+    in.EnsureAvailable(std::numeric_limits<std::uint64_t>::max() / 4, 4);
+    ADD_FAILURE() << "no exception";
+  } catch (const KbExceptionEndOfStream& e) {
+    EXPECT_STREQ(e.what(), "end of stream: 18446744073709551612 bytes requested, 3 available");
+  }
 }
 
 TEST(StreamsTest, FileStreamsRoundTripAndReportMissingFiles) {
@@ -115,6 +121,7 @@ TEST(StreamsTest, FileStreamsRoundTripAndReportMissingFiles) {
   for (int i = 0; i < 200; ++i) {
     EXPECT_NO_THROW(KbStreamReadBinaryFile{path.string()});
     EXPECT_NO_THROW(KbStreamWriteBinaryFile{(scratch / "unclosed.bin").string()});
+    EXPECT_NO_THROW(KbStreamWriteBinaryFile((scratch / "closed.bin").string()).Close());
   }
   setrlimit(RLIMIT_NOFILE, &limit);
 }
