@@ -48,17 +48,6 @@ TEST(StreamsTest, ElementsAreWrittenLittleEndianWithFixedWidths) {
   EXPECT_EQ(in.GetRemainingBytes(), 0u);
 }
 
-TEST(StreamsTest, WrongVersionThrowsWithBothNumbers) {
-  KbStreamReadBinaryMemory in(Bytes{7, 0, 0, 0});
-  try {
-    in.ReadAndCompareVersion(2);
-    FAIL() << "no exception";
-  } catch (const KbExceptionWrongFileVersion& e) {
-    EXPECT_EQ(e.GetExpectedVersion(), 2u);
-    EXPECT_EQ(e.GetFoundVersion(), 7u);
-  }
-}
-
 TEST(StreamsTest, TruncatedAndCorruptReadsThrowWithoutConsuming) {
   const Bytes bytes = {1, 2, 3};
   KbStreamReadBinaryMemory in(bytes);

@@ -1,28 +1,14 @@
-// Vectors, matrices, flags, observers and text dumps.
+// Matrices, reference counters, observers and text dumps.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 
-#include "base/KbFlags.h"
 #include "base/KbIDumpable.h"
 #include "base/KbMatrix4R.h"
 #include "base/KbReferenceCounter.h"
-#include "base/KbVector.h"
 #include "base/KoObservable.h"
 
 namespace {
-
-TEST(ValuesTest, VectorOperationsAreExactOnSmallIntegers) {
-  const KbVector3f a(1, 2, 3), b(-2, 0.5f, 4);
-  EXPECT_EQ(a + b, KbVector3f(-1, 2.5f, 7));
-  EXPECT_EQ(a - b, KbVector3f(3, 1.5f, -1));
-  EXPECT_EQ(-a * 2.0f, KbVector3f(-2, -4, -6));
-  EXPECT_EQ(a.Dot(b), 11.0f);
-  EXPECT_EQ(a.Cross(b), KbVector3f(6.5f, -10, 4.5f));
-  EXPECT_EQ(KbVector3d(3, 4, 12).Length(), 13.0);
-  EXPECT_EQ(KbVector4f(1, 2, 3, 4)[3], 4.0f);
-  EXPECT_EQ(KbVector2f(3, 4).Length(), 5.0f);
-}
 
 TEST(ValuesTest, MatricesAreRowMajorRowVectorTransforms) {
   const KbMatrix4Rd identity;
@@ -47,17 +33,7 @@ TEST(ValuesTest, MatricesAreRowMajorRowVectorTransforms) {
             KbVector3f(25 / 128.0f, 53 / 128.0f, 81 / 128.0f));
 }
 
-enum class TestOption : std::uint32_t { eA = 1, eB = 2, eC = 4 };
-
-TEST(ValuesTest, FlagsCountersObserversAndDumps) {
-  KbFlags<TestOption> flags;
-  flags.Set(TestOption::eA);
-  flags.Set(TestOption::eC);
-  EXPECT_TRUE(flags.IsSet(TestOption::eC));
-  EXPECT_FALSE(flags.IsSet(TestOption::eB));
-  flags.Clear(TestOption::eA);
-  EXPECT_EQ(flags.GetBits(), 4u);
-
+TEST(ValuesTest, CountersObserversAndDumps) {
   KbReferenceCounter<unsigned int> counter;
   counter.Increment();
   KbReferenceCounter<unsigned int> copy(counter);
