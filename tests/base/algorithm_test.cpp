@@ -131,6 +131,7 @@ TEST_F(AlgorithmUnitTestFiles, WrittenFilesReplayRecreateAndReportCorruption) {
   writer.SetUnitTestDirectory(m_scratch.Path());
   const KbArray<double> first{1.0, 2.0};
   const KbArray<double> second{0.25};
+  EXPECT_FALSE(writer.CreateUnitTest(1));  // no input yet
   writer.SetInput(&first);
   ASSERT_TRUE(writer.CreateUnitTest(7));
   writer.SetInput(&second);

@@ -113,6 +113,7 @@ TEST(StreamsTest, FileStreamsRoundTripAndReportMissingFiles) {
     EXPECT_NO_THROW(KbStreamWriteBinaryFile((scratch / "closed.bin").string()).Close());
   }
   setrlimit(RLIMIT_NOFILE, &limit);
+  EXPECT_EQ(KbStreamReadBinaryFile((scratch / "closed.bin").string()).GetRemainingBytes(), 0u);
 }
 
 }  // namespace
