@@ -54,9 +54,10 @@ TYPED_TEST(UniformTableTest, SetAndAddSpreadOrRoundAndDropValuesBeyondTheGrid) {
   EXPECT_EQ(table[1], (1 - f) * 10);
   EXPECT_EQ(table[2], f * 10);
   table.Add(T(0.3), 10);
+  table.Set(T(1e30), 99);  // far beyond the grid: dropped
   EXPECT_EQ(table[1], (1 - f) * 10 + (1 - f) * 10);
   EXPECT_EQ(table[2], f * 10 + f * 10);
-  table.Set(1, 99), table.Set(T(1e30), 99);  // the last grid point and beyond: dropped
+  table.Set(1, 99);  // the last grid point: dropped in this mode
   EXPECT_EQ(table[4], 0);
   table.Set(T(0.875), 4);  // the last interval still has its upper neighbour
   EXPECT_EQ(table[4], 2);
