@@ -85,23 +85,6 @@ TEST(RegistryTest, RecordsAreFoundByNameAndWalkTheirParents) {
   EXPECT_EQ(KbRTTI::Find(L"TestNewer"), &newer);
 }
 
-TEST(RegistryTest, ObjectRecordsCarryTheUtf16NameAndRoundTrip) {
-  TestShape shape;
-  shape.size = 2.5f;
-  KbStreamWriteBinaryMemory out;
-  KbWriteObject(out, shape);
-  const std::vector<std::uint8_t> expected = {
-      9,   0, 0,   0,  // 9 code units
-      'T', 0, 'e', 0, 's',  0,    't',  0,   'S', 0, 'h', 0, 'a', 0, 'p', 0, 'e', 0,  // the name
-      1,   0, 0,   0, 0x00, 0x00, 0x20, 0x40};                                        // the record
-  EXPECT_EQ(out.GetBuffer(), expected);
-
-  KbStreamReadBinaryMemory in(out.GetBuffer());
-  const std::unique_ptr<ISerializable> back = KbReadObject(in);
-  ASSERT_TRUE(back->GetRTTI().IsKindOf(TestShape::RTTI));
-  EXPECT_EQ(static_cast<TestShape&>(*back).size, 2.5f);
-}
-
 // The messages name the class as read, one '?' per character outside ASCII
 // (a NUL included).
 TEST(RegistryTest, ReadingAnUnknownOrFactorylessClassThrows) {
