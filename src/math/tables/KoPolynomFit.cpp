@@ -179,9 +179,8 @@ bool KoPolynomFit<T>::checkPreConditions() const {
 
 template <class T>
 void KoPolynomFit<T>::powers(T x, KbArray<T>& p) {
-  if (p.GetSize() == 0) return;  // no room even for the constant term
-  p[0] = 1;
-  for (unsigned int k = 1; k < p.GetSize(); ++k) p[k] = x * p[k - 1];
+  T power = 1;
+  std::generate(p.begin(), p.end(), [&] { return std::exchange(power, x * power); });
 }
 
 template <class T>

@@ -26,7 +26,8 @@ TYPED_TEST(UniformTableTest, LookupInBothModesAndAnUnknownOneInsideBelowAndBeyon
   Uniform<T> table(5, 0, 1);  // step 0.25
   const T s[] = {10, T(1) / 3, T(19) / 7, 40, 50};
   for (unsigned int i = 0; i < 5; ++i) table[i] = s[i];
-  ExpectValues<T>(table, {{0.124, 10}, {0.125, s[1]}, {7, 50}, {-1, 10}});  // halves round up
+  ExpectValues<T>(table,
+                  {{0.124, 10}, {0.125, s[1]}, {1.2, 50}, {7, 50}, {-1, 10}});  // halves round up
   table.SetInterpolationType(table.eLinear);
   const T f = T(0.3) / T(0.25) - 1;
   EXPECT_EQ(table(T(0.3)), (1 - f) * s[1] + f * s[2]);
