@@ -79,6 +79,7 @@ TEST(StreamsTest, FileStreamsRoundTripAndReportMissingFiles) {
     out.WriteDouble(1e300);
     out.WriteBool(true);  // one byte
     out.Close();
+    out.Close();                                     // a second Close does nothing
     EXPECT_THROW(out.WriteBool(true), KbException);  // closed
   }
   KbStreamReadBinaryFile in(path.string());
