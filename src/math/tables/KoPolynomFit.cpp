@@ -58,10 +58,9 @@ void SolveGaussJordan(T* a, T* b, unsigned int m) {
 
 // Sums the weighted normal equations point by point: for every point the
 // powers p, w = 1/(sigma·sigma), and for each column j with f = w·p[j] the
-// terms f·p[k] and f·y. Only the sums with k <= j make the matrix; they are
-// kept at (row j, column k) and mirrored by the caller, which overwrites the
-// other half (computed only so that the loops have no triangular bound).
-// `powers` fills p as the class's powers() does.
+// terms f·p[k] (k <= j) and f·y. Only that lower half is stored, at (row j,
+// column k); the caller mirrors it into the upper half, which is left as it
+// was. `powers` fills p as the class's powers() does.
 template <class T, class Powers>
 void AccumulateAnySize(const KbArray<KoPoint<T>>& points, const KbArray<T>& sigmas, unsigned int m,
                        T* a, T* b, Powers powers) {
@@ -72,7 +71,7 @@ void AccumulateAnySize(const KbArray<KoPoint<T>>& points, const KbArray<T>& sigm
     const T weight = T(1) / (sigmas[i] * sigmas[i]);
     for (unsigned int j = 0; j < m; ++j) {
       const T f = weight * p[j];
-      for (unsigned int k = 0; k < m; ++k) a[j * m + k] += f * p[k];
+      for (unsigned int k = 0; k <= j; ++k) a[j * m + k] += f * p[k];
       b[j] += f * point.y;
     }
   }
@@ -81,7 +80,8 @@ void AccumulateAnySize(const KbArray<KoPoint<T>>& points, const KbArray<T>& sigm
 // The same sums for a size M known at compile time, one column of sums per
 // SIMD register (the compilers' vector extension): lane k of column j adds
 // f·p[k], lane j of the right-hand side f·y, each exactly the scalar
-// operation, so every sum is formed in the same order as above.
+// operation, so every sum is formed in the same order as above. The columns
+// are summed whole (a register per column), the lower half stored.
 template <class T, unsigned int Lanes>
 struct SimdLanes {
   typedef T Type __attribute__((vector_size(Lanes * sizeof(T))));
@@ -106,7 +106,7 @@ void AccumulateFixedSize(const KbArray<KoPoint<T>>& points, const KbArray<T>& si
     rhs += f * point.y;
   }
   for (unsigned int j = 0; j < M; ++j) {
-    for (unsigned int k = 0; k < M; ++k) a[j * M + k] = columns[j][k];
+    for (unsigned int k = 0; k <= j; ++k) a[j * M + k] = columns[j][k];
     b[j] = rhs[j];
   }
 }
@@ -207,7 +207,7 @@ void KoPolynomFit<T>::accumulateNormalEquations(KbArray<T>& rhs) {
     }
   });
   for (unsigned int j = 1; j < m; ++j) {
-    for (unsigned int k = 0; k < j; ++k) a[k * m + j] = a[j * m + k];
+    for (unsigned int k = 0; k != j; ++k) a[k * m + j] = a[j * m + k];
   }
 }
 
