@@ -104,10 +104,10 @@ TEST(RegistryTest, ReadingAnUnknownOrFactorylessClassThrows) {
     return out.GetBuffer();
   };
   // A pair at the very start and at the lowest code point, the first unit
-  // above the surrogates, then lone low surrogates, which stay one
-  // character each.
-  const std::u16string odd{0xD800, 0xDC00, 0xE000, 0xDC00, 0xDC00, u'x', 0, u'y'};
-  EXPECT_EQ(messageFor(recordNamed(odd)), "unknown class '????x?y' in stream");
+  // above the surrogates, a pair after it, then lone low surrogates, which
+  // stay one character each.
+  const std::u16string odd{0xD800, 0xDC00, 0xE000, 0xD83D, 0xDD35, 0xDC00, 0xDC00, u'x', 0, u'y'};
+  EXPECT_EQ(messageFor(recordNamed(odd)), "unknown class '?????x?y' in stream");
 
   // Written by KbWriteObject: the pairs decode back to the registered name.
   KbStreamWriteBinaryMemory factoryless;

@@ -95,6 +95,7 @@ TEST(StreamsTest, FileStreamsRoundTripAndReportMissingFiles) {
   }
 
   EXPECT_THROW(KbStreamReadBinaryFile("/nonexistent/komath.bin"), KbException);
+  EXPECT_THROW(KbStreamWriteBinaryFile("/nonexistent/komath.bin"), KbException);
 
   // A block too large for the buffer fails at once; the stream's error flag
   // then fails Close too, although nothing is left to flush.
