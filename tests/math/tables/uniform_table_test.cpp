@@ -48,26 +48,26 @@ TYPED_TEST(UniformTableTest, LookupInBothModesAndAnUnknownOneInsideBelowAndBeyon
 
 TYPED_TEST(UniformTableTest, SetAndAddSpreadOrRoundAndDropValuesBeyondTheGrid) {
   using T = TypeParam;
-  Uniform<T> table(5, 0, 1);
+  Uniform<T> table(5, -1, 0);  // MinX −1: positions are measured from it
   table.SetInterpolationType(table.eLinear);
-  const T f = T(0.3) / T(0.25) - 1;  // 0.2 up to rounding
-  table.Set(T(0.3), 10);
+  const T f = (T(-0.7) + 1) / T(0.25) - 1;  // 0.2 up to rounding
+  table.Set(T(-0.7), 10);
   EXPECT_EQ(table[1], (1 - f) * 10);
   EXPECT_EQ(table[2], f * 10);
-  table.Add(T(0.3), 10);
+  table.Add(T(-0.7), 10);
   table.Set(T(1e30), 99);  // far beyond the grid: dropped
   EXPECT_EQ(table[1], (1 - f) * 10 + (1 - f) * 10);
   EXPECT_EQ(table[2], f * 10 + f * 10);
-  table.Set(1, 99);  // the last grid point: dropped in this mode
+  table.Set(0, 99);  // the last grid point: dropped in this mode
   EXPECT_EQ(table[4], 0);
-  table.Set(T(0.875), 4);  // the last interval still has its upper neighbour
+  table.Set(T(-0.125), 4);  // the last interval still has its upper neighbour
   EXPECT_EQ(table[4], 2);
-  table.Reset(5, 0, 1);  // back to nearest-sample mode, all zero
+  table.Reset(5, -1, 0);  // back to nearest-sample mode, all zero
   EXPECT_EQ(table.GetInterpolationType(), table.eNone);
-  table.Set(T(0.3), 10);
-  table.Add(T(0.3), 5);
-  table.Add(1, 7);
-  table.Add(2, 7);  // beyond the grid
+  table.Set(T(-0.7), 10);
+  table.Add(T(-0.7), 5);
+  table.Add(0, 7);
+  table.Add(1, 7);  // beyond the grid
   EXPECT_EQ(table[1], 15);
   EXPECT_EQ(table[4], 7);
 }
