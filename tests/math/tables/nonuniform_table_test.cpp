@@ -23,7 +23,8 @@ TYPED_TEST_SUITE(NonUniformTableTest, Scalars);
 
 TYPED_TEST(NonUniformTableTest, LinearExtrapolatesBothWaysNoneNeverReturnsTheLastSample) {
   using T = TypeParam;
-  NonUniform<T> table;  // no reserved slots: the appends grow it
+  NonUniform<T> table;            // no reserved slots: the appends grow it
+  EXPECT_EQ(table.GetMaxX(), 1);  // on [0, 1] until the first append
   table.AppendSorted(0, 0);
   EXPECT_EQ(table.GetTable().GetCapacity(), 1u);  // one slot, then doubling
   table.AppendSorted(1, 10);
