@@ -92,12 +92,13 @@ TYPED_TEST(AnalyticTest, HemispherePyramidAndPiecewiseShapes) {
   ExpectValues<T>(KoFunctionLimitedPyramid<T, T>(0, 1, 2, 4),
                   {{0.5, 2}, {1, 4}, {1.5, 2}, {2, 0}, {2.5, 0}});
   EXPECT_TRUE(std::isnan((KoFunctionLimitedPyramid<T, T>(0, 2, 2, 1)(2))));  // 0/0 at the peak
-  // The defaults: domain [0, 0], invalid value 0.
+  // The defaults: domain [0, 0] (the hemisphere's [−1, 1]), invalid value 0.
   const auto fields = [](const KoFunctionLimited<T, T>& f) {
     return std::array{f.GetMinX(), f.GetMaxX(), f.GetInvalidY()};
   };
   EXPECT_EQ(fields(KoFunctionLimitedPyramid<T, T>()), (std::array<T, 3>{}));
   EXPECT_EQ(fields(KoFunctionLimitedPiecewise<T, T>()), (std::array<T, 3>{}));
+  EXPECT_EQ(fields(KoFunctionLimitedHemisphere<T, T>()), (std::array<T, 3>{-1, 1, 0}));
 
   const KoFunctionConstant<T, T> f(10), g(20);
   using Piecewise = KoFunctionLimitedPiecewise<T, T>;
