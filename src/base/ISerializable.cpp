@@ -28,8 +28,10 @@ std::wstring FromUtf16(const std::u16string& units) {
   std::wstring text;
   for (std::size_t i = 0; i < units.size(); ++i) {
     char32_t code = units[i];
-    const bool pair = code >= 0xD800 && code < 0xDC00 && i + 1 < units.size() &&
-                      units[i + 1] >= 0xDC00 && units[i + 1] < 0xE000;
+    // After the last unit units[i + 1] is the string's terminating 0, which
+    // is no low surrogate: no bound check is needed.
+    const bool pair =
+        code >= 0xD800 && code < 0xDC00 && units[i + 1] >= 0xDC00 && units[i + 1] < 0xE000;
     if (pair) code = 0x10000 + ((code - 0xD800) << 10) + (units[++i] - 0xDC00);
     text.push_back(static_cast<wchar_t>(code));
   }

@@ -1,7 +1,8 @@
 #include "base/KbStreamBinary.h"
 
+#include <algorithm>
+#include <array>
 #include <bit>
-#include <cstring>
 #include <limits>
 
 #include "base/KbException.h"
@@ -14,11 +15,9 @@ T ToLittleEndian(T value) {
   if constexpr (std::endian::native == std::endian::little) {
     return value;
   } else {
-    unsigned char bytes[sizeof(T)];
-    std::memcpy(bytes, &value, sizeof(T));
-    for (std::size_t i = 0; i < sizeof(T) / 2; ++i) std::swap(bytes[i], bytes[sizeof(T) - 1 - i]);
-    std::memcpy(&value, bytes, sizeof(T));
-    return value;
+    auto bytes = std::bit_cast<std::array<unsigned char, sizeof(T)>>(value);
+    std::reverse(bytes.begin(), bytes.end());
+    return std::bit_cast<T>(bytes);
   }
 }
 

@@ -1,10 +1,10 @@
 #include "base/KoUnitTest.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "base/KbException.h"
@@ -14,8 +14,8 @@
 namespace {
 
 constexpr std::wstring_view c_kutExtension = L".kut";
-// GetUnitTestPath writes the number with "%04u": at least four digits, and
-// up to ten for the largest unsigned 32-bit number.
+// GetUnitTestPath writes the number with at least four digits, and up to
+// ten for the largest unsigned 32-bit number.
 constexpr std::size_t c_minNumberDigits = 4;
 constexpr std::size_t c_maxNumberDigits = 10;
 
@@ -72,10 +72,11 @@ void KoUnitTestFileBased::SetUnitTestDirectory(std::filesystem::path directory) 
   m_files.clear();
 }
 
+// The number as "%04u" would write it: zeros in front up to four digits.
 std::filesystem::path KoUnitTestFileBased::GetUnitTestPath(unsigned int number) const {
-  wchar_t digits[16];
-  std::swprintf(digits, 16, L"%04u", number);
-  return m_directory / (std::wstring(GetClassNameW()) + L"_" + digits + L".kut");
+  const std::wstring digits = std::to_wstring(number);
+  const std::wstring zeros(c_minNumberDigits - std::min(digits.size(), c_minNumberDigits), L'0');
+  return m_directory / (std::wstring(GetClassNameW()) + L"_" + zeros + digits + L".kut");
 }
 
 void KoUnitTestFileBased::initSubtests() {
@@ -103,10 +104,11 @@ std::wstring KoUnitTestFileBased::getSubtestName(unsigned int index) const {
   return index < m_files.size() ? m_files[index].filename().wstring() : std::wstring();
 }
 
+// An index out of range is an error like a file that cannot be read (at()
+// throws std::out_of_range).
 KoUnitTest::EResult KoUnitTestFileBased::runUnitTest(unsigned int index) {
-  if (index >= m_files.size()) return eError;
   try {
-    const std::unique_ptr<KbStreamReadBinary> stream = createStream(m_files[index].wstring());
+    const std::unique_ptr<KbStreamReadBinary> stream = createStream(m_files.at(index).wstring());
     return withUnitTestStream(*stream, [this] { return runUnitTest(); });
   } catch (const std::exception&) {
     return eError;

@@ -2,8 +2,10 @@
 // a small summing algorithm.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <string>
 
 #include "RecordTestSupport.h"
 #include "base/KbArray.h"
@@ -25,12 +27,17 @@ class KoMpTestSum : public KoMpAlgorithm {
     checkOutputData();
     return m_sum;
   }
-  bool throwOnCompute = false;
+  char refuse = 0;            // the hook that returns false
+  mutable std::string trace;  // one letter per hook called
 
  protected:
-  bool checkPreConditions() const override { return m_values != nullptr; }
+  bool checkPreConditionsInit() const override { return hook('p'); }
+  void init() override { trace += 'i'; }
+  bool checkPostConditionsInit() const override { return hook('q'); }
+  bool checkPreConditions() const override { return hook('c') && m_values != nullptr; }
+  bool checkPostConditions() const override { return hook('r'); }
   void compute() override {
-    if (throwOnCompute) throw KbException("requested failure");
+    trace += 'x';
     m_sum = 0.0;
     for (double v : *m_values) m_sum += v;
   }
@@ -57,7 +64,15 @@ class KoMpTestSum : public KoMpAlgorithm {
   }
   bool compareUnitTestResult() const override { return m_sum == m_expectedSum; }
 
+ public:
+  // An algorithm that cannot compare its results never passes.
+  bool BaseComparison() const { return KoMpAlgorithm::compareUnitTestResult(); }
+
  private:
+  bool hook(char name) const {
+    trace += name;
+    return refuse != name;
+  }
   const KbArray<double>* m_values = nullptr;
   KbArray<double> m_ownedValues;
   double m_sum = 0.0;
@@ -70,21 +85,34 @@ TEST(AlgorithmTest, LifeCycleGuardsResults) {
   KoMpTestSum sum;
   EXPECT_FALSE(sum.Compute(0));  // no input: the pre-condition fails
   EXPECT_FALSE(sum.IsCalculated());
-  EXPECT_THROW(sum.GetSum(), KbException);
+  try {
+    sum.GetSum();
+    ADD_FAILURE() << "no exception";
+  } catch (const KbException& e) {
+    EXPECT_STREQ(e.what(), "KoMpTestSum: results read before a successful Compute");
+  }
 
   const KbArray<double> values{1.0, 2.0, 3.5};
   sum.SetInput(&values);
+  sum.trace.clear();
   ASSERT_TRUE(sum.Compute(0));
+  EXPECT_EQ(sum.trace, "piqcxr");
   EXPECT_TRUE(sum.IsCalculated());
   EXPECT_EQ(sum.GetSum(), 6.5);
+  // Each refusing hook ends Compute where it stands, without results.
+  for (const char* expected : {"p", "piq", "piqc", "piqcxr"}) {
+    sum.refuse = expected[std::strlen(expected) - 1];
+    sum.trace.clear();
+    EXPECT_FALSE(sum.Compute(0)) << expected;
+    EXPECT_EQ(sum.trace, expected);
+    EXPECT_FALSE(sum.IsCalculated()) << expected;
+  }
+  sum.refuse = 0;
+  ASSERT_TRUE(sum.Compute(0));
 
   sum.SetInput(&values);  // any change of input makes the results stale
   EXPECT_FALSE(sum.IsCalculated());
   EXPECT_THROW(sum.GetSum(), KbException);
-
-  sum.throwOnCompute = true;
-  EXPECT_THROW(sum.Compute(0), KbException);
-  EXPECT_FALSE(sum.IsCalculated());
 }
 
 class AlgorithmUnitTestFiles : public ::testing::Test {
@@ -97,12 +125,14 @@ TEST_F(AlgorithmUnitTestFiles, WrittenFilesReplayRecreateAndReportCorruption) {
   writer.SetUnitTestDirectory(m_scratch.Path());
   const KbArray<double> first{1.0, 2.0};
   const KbArray<double> second{0.25};
+  EXPECT_FALSE(writer.CreateUnitTest(1));  // no input yet
   writer.SetInput(&first);
   ASSERT_TRUE(writer.CreateUnitTest(7));
   writer.SetInput(&second);
   ASSERT_TRUE(writer.CreateUnitTest(2));
   std::ofstream(m_scratch / "KoMpTestSum_12.kut") << "not four digits";
   std::ofstream(m_scratch / "Other_0001.kut") << "another class";
+  std::filesystem::create_directory(m_scratch / "KoMpTestSum_0003.kut");  // not a file
 
   KoMpTestSum replay;
   replay.SetUnitTestDirectory(m_scratch.Path());
@@ -110,7 +140,10 @@ TEST_F(AlgorithmUnitTestFiles, WrittenFilesReplayRecreateAndReportCorruption) {
   ASSERT_EQ(replay.getSubtestCount(), 2u);
   EXPECT_EQ(replay.getSubtestName(0), L"KoMpTestSum_0002.kut");
   EXPECT_EQ(replay.getSubtestName(1), L"KoMpTestSum_0007.kut");
+  EXPECT_EQ(replay.getSubtestName(2), L"");
   EXPECT_EQ(replay.getPattern(), L"KoMpTestSum_*.kut");
+  EXPECT_EQ(replay.getSubtestsBaseIndex(), 0u);
+  EXPECT_FALSE(replay.BaseComparison());
   EXPECT_EQ(replay.runUnitTest(0), KoUnitTest::ePassed);
   EXPECT_EQ(replay.runUnitTest(1), KoUnitTest::ePassed);
   EXPECT_EQ(replay.GetSum(), 3.0);
@@ -130,6 +163,7 @@ TEST_F(AlgorithmUnitTestFiles, WrittenFilesReplayRecreateAndReportCorruption) {
   EXPECT_EQ(std::filesystem::file_size(path), size);
   EXPECT_EQ(replay.runUnitTest(1), KoUnitTest::ePassed);
   EXPECT_FALSE(replay.CanRecreate(2));
+  EXPECT_FALSE(replay.Recreate(2));
 
   // A truncated file is an error, not a failure.
   std::filesystem::resize_file(path, size - 3);
@@ -148,14 +182,17 @@ TEST_F(AlgorithmUnitTestFiles, FilesNumberedFromTenThousandAreListedInNumericOrd
     ASSERT_TRUE(writer.CreateUnitTest(number));
   }
   std::ofstream(m_scratch / "KoMpTestSum_42949672950.kut") << "eleven digits";
+  std::ofstream(m_scratch / "KoMpTestSum_00005.kut") << "five digits, the smallest number";
+  std::ofstream(m_scratch / "KoMpTestSum_00x5.kut") << "not a number";
 
   writer.initSubtests();
-  ASSERT_EQ(writer.getSubtestCount(), 4u);
-  EXPECT_EQ(writer.getSubtestName(0), L"KoMpTestSum_9999.kut");
-  EXPECT_EQ(writer.getSubtestName(1), L"KoMpTestSum_10000.kut");
-  EXPECT_EQ(writer.getSubtestName(2), L"KoMpTestSum_12345.kut");
-  EXPECT_EQ(writer.getSubtestName(3), L"KoMpTestSum_4294967295.kut");
-  EXPECT_EQ(writer.runUnitTest(2), KoUnitTest::ePassed);
+  ASSERT_EQ(writer.getSubtestCount(), 5u);
+  EXPECT_EQ(writer.getSubtestName(0), L"KoMpTestSum_00005.kut");
+  EXPECT_EQ(writer.getSubtestName(1), L"KoMpTestSum_9999.kut");
+  EXPECT_EQ(writer.getSubtestName(2), L"KoMpTestSum_10000.kut");
+  EXPECT_EQ(writer.getSubtestName(3), L"KoMpTestSum_12345.kut");
+  EXPECT_EQ(writer.getSubtestName(4), L"KoMpTestSum_4294967295.kut");
+  EXPECT_EQ(writer.runUnitTest(3), KoUnitTest::ePassed);
 }
 
 }  // namespace

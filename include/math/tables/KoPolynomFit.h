@@ -62,7 +62,7 @@ class KOMATH_API KoPolynomFit : public KoAlgorithm {
   const KbArray<T>* m_sigmas = nullptr;
   KbArray<T>* m_coefficients = nullptr;
   // The normal matrix; after compute it holds its own inverse (left there by
-  // the elimination), which is the covariance of the coefficients.
+  // the elimination) with the columns in pivot order.
   KoArray2D<T> m_normalMatrix;
   std::uint32_t m_degree = 0;
   T m_chiSquare = 0;

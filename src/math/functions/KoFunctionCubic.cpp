@@ -4,15 +4,16 @@
 
 template <class In, class Out>
 KoFunctionCubic<In, Out>::KoFunctionCubic(T a, T y0, T b, T y1, T s0, T s1)
-    : KoFunctionLimited<In, Out>(a, b, std::numeric_limits<T>::max()) {
-  const T A2 = a * a;
-  const T A3 = A2 * a;
-  const T B2 = b * b;
-  const T B3 = B2 * b;
-  m_x0Squared = A2;
-  m_x0Cubed = A3;
-  m_x1Squared = B2;
-  m_x1Cubed = B3;
+    : KoFunctionLimited<In, Out>(a, b, std::numeric_limits<T>::max()),
+      m_x0Squared(a * a),
+      m_x0Cubed(m_x0Squared * a),
+      m_x1Squared(b * b),
+      m_x1Cubed(m_x1Squared * b) {
+  // The stored powers are the ones the coefficients are formed from.
+  const T A2 = m_x0Squared;
+  const T A3 = m_x0Cubed;
+  const T B2 = m_x1Squared;
+  const T B3 = m_x1Cubed;
 
   // The closed-form solution of p(a) = y0, p(b) = y1, p'(a) = s0,
   // p'(b) = s1. Each numerator is summed strictly left to right as written;

@@ -85,7 +85,6 @@ template <class In, class Out>
 KoFunctionTableNonUniform<In, Out>::KoFunctionTableNonUniform(unsigned int size) {
   this->SetMinX(std::numeric_limits<In>::max());
   this->SetMaxX(-std::numeric_limits<In>::max());
-  this->SetInterpolationType(eLinear);
   m_table.Resize(size);
 }
 

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <optional>
 
 #include "base/KoStreamValue.h"
 
@@ -9,13 +10,12 @@ namespace {
 
 // The grid index of a real position t: truncated toward zero to 64 bits,
 // of which the low 32 bits are kept (so the modular wrap of an index of
-// 2^32 or more is part of the result). False when t has no 64-bit integer
+// 2^32 or more is part of the result). None when t has no 64-bit integer
 // part (NaN or |t| >= 2^63), where the conversion itself would be undefined.
 template <class T>
-bool TruncatedIndex(T t, unsigned int& index) {
-  if (!(std::fabs(t) < T(0x1p63))) return false;
-  index = static_cast<unsigned int>(static_cast<std::int64_t>(t));
-  return true;
+std::optional<unsigned int> TruncatedIndex(T t) {
+  if (!(std::fabs(t) < T(0x1p63))) return std::nullopt;
+  return static_cast<unsigned int>(static_cast<std::int64_t>(t));
 }
 
 // (1 − f)·s[i] + f·s[i+1] with f = t − i.
@@ -29,8 +29,8 @@ T Interpolate(const T* s, unsigned int i, T t) {
 
 template <class In, class Out>
 KoFunctionTableUniform<In, Out>::KoFunctionTableUniform() {
+  // The table base starts on [0, 1] in linear mode.
   this->SetInterpolationType(eNone);
-  this->SetMinX(0);
   this->SetMaxX(0);
 }
 
@@ -76,9 +76,9 @@ Out KoFunctionTableUniform<In, Out>::Lookup::Nearest(T x) const {
   if (min > x) return s[0];
   if (step == 0) return s[n - 1];
   const T position = (x - min) / step + T(0.5);
-  unsigned int i = 0;
-  if (!TruncatedIndex(position, i)) return std::isnan(position) ? position : s[n - 1];
-  return i < n ? s[i] : s[n - 1];
+  const std::optional<unsigned int> i = TruncatedIndex(position);
+  if (!i) return std::isnan(position) ? position : s[n - 1];
+  return *i < n ? s[*i] : s[n - 1];
 }
 
 template <class In, class Out>
@@ -90,10 +90,13 @@ Out KoFunctionTableUniform<In, Out>::Lookup::Linear(T x) const {
   if (t >= static_cast<T>(n - 1)) return s[n - 1];
   // Here t < n − 1, so n >= 2 whenever t >= 0. Below 0 only a NaN or a
   // reversed step lands: t in (−1, 0) still truncates to the first interval
-  // and extrapolates from it; further out there is no sample to read.
-  if (t >= 0) return Interpolate(s, static_cast<unsigned int>(static_cast<std::int64_t>(t)), t);
-  if (std::isnan(t)) return t;
-  return t > T(-1) && n >= 2 ? Interpolate(s, 0u, t) : invalid;
+  // and extrapolates from it (given a second sample, which a record with one
+  // sample and a negative step lacks); further out there is no sample to
+  // read.
+  if (t > T(-1) && n >= 2) {
+    return Interpolate(s, static_cast<unsigned int>(static_cast<std::int64_t>(t)), t);
+  }
+  return std::isnan(t) ? t : invalid;
 }
 
 template <class In, class Out>
@@ -136,13 +139,15 @@ template <class Store>
 void KoFunctionTableUniform<In, Out>::store(T x, T value, Store combine) {
   if (this->GetMinX() > x) return;
   const unsigned int n = m_samples.GetSize();
-  unsigned int i = 0;
   if (this->GetInterpolationType() == eNone) {
     const T position = (x - this->GetMinX()) / m_step + T(0.5);
-    if (TruncatedIndex(position, i) && i < n) combine(m_samples[i], value);
+    const std::optional<unsigned int> i = TruncatedIndex(position);
+    if (i && *i < n) combine(m_samples[*i], value);
   } else if (this->GetInterpolationType() == eLinear) {
     const T t = (x - this->GetMinX()) / m_step;
-    if (!TruncatedIndex(t, i)) return;
+    const std::optional<unsigned int> index = TruncatedIndex(t);
+    if (!index) return;
+    const unsigned int i = *index;
     const T f = t - static_cast<T>(i);
     // i < n − 1, written so that an empty table stores nothing.
     if (std::uint64_t(i) + 1 < n) {

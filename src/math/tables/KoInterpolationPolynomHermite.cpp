@@ -31,8 +31,8 @@ template <bool kOverscale>
 void KoInterpolationPolynomHermite<T>::evaluateBatch(std::span<const T> x, std::span<T> y,
                                                      T overscale) const {
   // The coefficients in locals: y cannot alias them, and the loop vectorises.
-  const T c[5] = {m_coefficients[0], m_coefficients[1], m_coefficients[2], m_coefficients[3],
-                  overscale};
+  const T c[] = {m_coefficients[0], m_coefficients[1], m_coefficients[2], m_coefficients[3],
+                 overscale};
   ko_formula::WithFixedHermiteTerms(GetTermMask(), [&](auto used) {
     for (std::size_t i = 0; i < x.size(); ++i) {
       if constexpr (kOverscale) {
@@ -76,8 +76,8 @@ KoInterpolationPolynomHermiteOverscale<T>::~KoInterpolationPolynomHermiteOversca
 template <class T>
 T KoInterpolationPolynomHermiteOverscale<T>::operator()(T t) const {
   using Base = KoInterpolationPolynomHermite<T>;
-  const T c[5] = {this->coefficient(Base::eP0), this->coefficient(Base::eM0),
-                  this->coefficient(Base::eP1), this->coefficient(Base::eM1), m_overscale};
+  const T c[] = {this->coefficient(Base::eP0), this->coefficient(Base::eM0),
+                 this->coefficient(Base::eP1), this->coefficient(Base::eM1), m_overscale};
   return ko_formula::HermiteOverscaleTerms(t, c, [this](unsigned k) { return this->isUsed(k); });
 }
 

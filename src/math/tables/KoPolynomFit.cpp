@@ -1,5 +1,6 @@
 #include "math/tables/KoPolynomFit.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 #include <vector>
@@ -7,13 +8,14 @@
 namespace {
 
 // Solves a·x = b in place by Gauss–Jordan elimination with full pivoting
-// (Numerical Recipes, "gaussj"): b becomes x and a becomes its inverse.
-// `a` is m×m row-major. Among pivot candidates of equal magnitude the later
-// one wins (the comparison is >=). A zero pivot stops the elimination at
+// (Numerical Recipes, "gaussj"): b becomes x, and a holds the inverse with
+// its columns in pivot order (gaussj's final column unswap is left out:
+// only b is wanted). `a` is m×m row-major. Among pivot candidates of equal
+// magnitude the later one wins (the comparison is >=). A zero pivot stops the elimination at
 // once and leaves a and b half-reduced; the caller carries on with them.
 template <class T>
 void SolveGaussJordan(T* a, T* b, unsigned int m) {
-  std::vector<unsigned int> pivotCount(m, 0), pivotRow(m), pivotColumn(m);
+  std::vector<unsigned int> pivotCount(m, 0);
   // Initialised so that an all-NaN search (no candidate ever compares >=)
   // still names a valid element.
   unsigned int row = 0;
@@ -31,14 +33,11 @@ void SolveGaussJordan(T* a, T* b, unsigned int m) {
       }
     }
     ++pivotCount[column];
-    // Move the pivot onto the diagonal; the column swap is only recorded
-    // and undone on the inverse at the end.
+    // Move the pivot onto the diagonal.
     if (row != column) {
       for (unsigned int c = 0; c < m; ++c) std::swap(a[row * m + c], a[column * m + c]);
       std::swap(b[row], b[column]);
     }
-    pivotRow[pass] = row;
-    pivotColumn[pass] = column;
     T* pivotLine = a + column * m;
     if (pivotLine[column] == 0) return;
     const T inverse = T(1) / pivotLine[column];
@@ -55,20 +54,13 @@ void SolveGaussJordan(T* a, T* b, unsigned int m) {
       b[r] -= b[column] * factor;
     }
   }
-  for (unsigned int pass = m; pass-- > 0;) {
-    if (pivotRow[pass] == pivotColumn[pass]) continue;
-    for (unsigned int r = 0; r < m; ++r) {
-      std::swap(a[r * m + pivotRow[pass]], a[r * m + pivotColumn[pass]]);
-    }
-  }
 }
 
 // Sums the weighted normal equations point by point: for every point the
 // powers p, w = 1/(sigma·sigma), and for each column j with f = w·p[j] the
-// terms f·p[k] and f·y. Only the sums with k <= j make the matrix; they are
-// kept at (row j, column k) and mirrored by the caller, which overwrites the
-// other half (computed only so that the loops have no triangular bound).
-// `powers` fills p as the class's powers() does.
+// terms f·p[k] (k <= j) and f·y. Only that lower half is stored, at (row j,
+// column k); the caller mirrors it into the upper half, which is left as it
+// was. `powers` fills p as the class's powers() does.
 template <class T, class Powers>
 void AccumulateAnySize(const KbArray<KoPoint<T>>& points, const KbArray<T>& sigmas, unsigned int m,
                        T* a, T* b, Powers powers) {
@@ -79,7 +71,7 @@ void AccumulateAnySize(const KbArray<KoPoint<T>>& points, const KbArray<T>& sigm
     const T weight = T(1) / (sigmas[i] * sigmas[i]);
     for (unsigned int j = 0; j < m; ++j) {
       const T f = weight * p[j];
-      for (unsigned int k = 0; k < m; ++k) a[j * m + k] += f * p[k];
+      for (unsigned int k = 0; k <= j; ++k) a[j * m + k] += f * p[k];
       b[j] += f * point.y;
     }
   }
@@ -88,7 +80,8 @@ void AccumulateAnySize(const KbArray<KoPoint<T>>& points, const KbArray<T>& sigm
 // The same sums for a size M known at compile time, one column of sums per
 // SIMD register (the compilers' vector extension): lane k of column j adds
 // f·p[k], lane j of the right-hand side f·y, each exactly the scalar
-// operation, so every sum is formed in the same order as above.
+// operation, so every sum is formed in the same order as above. The columns
+// are summed whole (a register per column), the lower half stored.
 template <class T, unsigned int Lanes>
 struct SimdLanes {
   typedef T Type __attribute__((vector_size(Lanes * sizeof(T))));
@@ -113,7 +106,7 @@ void AccumulateFixedSize(const KbArray<KoPoint<T>>& points, const KbArray<T>& si
     rhs += f * point.y;
   }
   for (unsigned int j = 0; j < M; ++j) {
-    for (unsigned int k = 0; k < M; ++k) a[j * M + k] = columns[j][k];
+    for (unsigned int k = 0; k <= j; ++k) a[j * M + k] = columns[j][k];
     b[j] = rhs[j];
   }
 }
@@ -186,9 +179,8 @@ bool KoPolynomFit<T>::checkPreConditions() const {
 
 template <class T>
 void KoPolynomFit<T>::powers(T x, KbArray<T>& p) {
-  if (p.GetSize() == 0) return;  // no room even for the constant term
-  p[0] = 1;
-  for (unsigned int k = 1; k < p.GetSize(); ++k) p[k] = x * p[k - 1];
+  T power = 1;
+  std::generate(p.begin(), p.end(), [&] { return std::exchange(power, x * power); });
 }
 
 template <class T>
@@ -199,7 +191,7 @@ void KoPolynomFit<T>::compute() {
   KbArray<T> rhs(m);
   accumulateNormalEquations(rhs);
   SolveGaussJordan(m_normalMatrix.GetData(), rhs.GetData(), m);
-  for (unsigned int k = 0; k < m; ++k) (*m_coefficients)[k] = rhs[k];
+  std::copy_n(rhs.GetData(), m, m_coefficients->GetData());
   m_chiSquare = chiSquare();
 }
 
@@ -215,7 +207,7 @@ void KoPolynomFit<T>::accumulateNormalEquations(KbArray<T>& rhs) {
     }
   });
   for (unsigned int j = 1; j < m; ++j) {
-    for (unsigned int k = 0; k < j; ++k) a[k * m + j] = a[j * m + k];
+    for (unsigned int k = 0; k != j; ++k) a[k * m + j] = a[j * m + k];
   }
 }
 

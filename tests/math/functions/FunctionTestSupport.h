@@ -1,5 +1,4 @@
-// Helpers shared by the function-object tests: the reference counter of any
-// function object, value checks and tolerances.
+// Helpers shared by the function-object tests: value checks and tolerances.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,19 +8,8 @@
 #include <limits>
 
 #include "RecordTestSupport.h"
-#include "math/functions/IFunction.h"
 
 namespace ko_test {
-
-// The protected counter of any function object, reached through a member
-// pointer named in a derived class (the counter has no public accessor).
-template <class In, class Out>
-struct CounterOf : IFunction<In, Out> {
-  static KbReferenceCounter<unsigned int>& Get(const IFunction<In, Out>& f) {
-    auto accessor = &CounterOf::getReferenceCounter;
-    return const_cast<KbReferenceCounter<unsigned int>&>((f.*accessor)());
-  }
-};
 
 // Expects f(x) == y exactly for every pair {x, y}.
 template <class T, class F>

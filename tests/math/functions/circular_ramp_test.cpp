@@ -106,6 +106,9 @@ TYPED_TEST(CircularRampTest, CornerGeometryDegenerateRampsAndTheDomainFromZero) 
   const T p1 = pieces[1].from, h = T(1e-3);
   const T left = (ramp(p1) - ramp(p1 - h)) / h, right = (ramp(p1 + h) - ramp(p1)) / h;
   EXPECT_NEAR(left, right, 0.01);
+  // A negative or NaN roundness is the default 1.
+  const KoFunctionRampCircular<T> sanitized(0, 1, 1, 0, -3, std::nan(""));
+  for (T x : {T(0.01), T(0.5), T(0.99)}) EXPECT_EQ(sanitized(x), ramp(x)) << x;
   // Sharp corners: exactly the straight line.
   const KoFunctionRampCircular<T> sharp(2, -6, 4, 1, 0, 0);
   EXPECT_EQ(sharp.GetCurve().GetPieces().GetSize(), 2u);
@@ -124,6 +127,7 @@ TYPED_TEST(CircularRampTest, CornerGeometryDegenerateRampsAndTheDomainFromZero) 
   const KoFunctionRampCircular<T> early(5, 6, 2, -1, 1, 1);
   EXPECT_EQ(early(T(-0.5)), T(0));
   EXPECT_EQ(early(-2), T(5));
+  EXPECT_EQ(KoFunctionRampCircular<T>(5, 6, 1, -3, 1, 1)(-2), T(0));  // even at the end itself
   // Extreme but finite parameters never produce NaN.
   const T big = std::numeric_limits<T>::max() / 8, tiny = std::numeric_limits<T>::min() * 8;
   EXPECT_FALSE(std::isnan(KoFunctionRampCircular<T>(0, big, tiny, 0, big, big)(tiny / 2)));

@@ -81,6 +81,8 @@ TEST(PolynomialBaseTest, RecordBytesAndACutRecordLeavesItUnchanged) {
   KbStreamReadBinaryMemory truncated(bytes.data(), bytes.size() - 1);
   EXPECT_THROW(target.Serialize(truncated), KbException);
   EXPECT_EQ(Write(target), before);
+  ko_test::Read(target, bytes);
+  EXPECT_EQ(Write(target), bytes);
 }
 
 }  // namespace

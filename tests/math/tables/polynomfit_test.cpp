@@ -5,6 +5,7 @@
 #include <random>
 #include <vector>
 
+#include "base/KbException.h"
 #include "math/tables/KoPolynomFit.h"
 
 namespace {
@@ -47,6 +48,8 @@ TEST(PolynomFitTest, PreconditionsNeedOneSigmaPerPointAndMorePointsThanTheDegree
   EXPECT_FALSE(fit.Compute(Fit::eComputeDefault));  // a sigma missing
   sigmas.PushBack(1);
   EXPECT_TRUE(fit.Compute(Fit::eComputeDefault));  // exactly three points
+  fit.SetInput(points, sigmas, 1, coefficients);
+  EXPECT_THROW(fit.GetOutput(), KbException);  // stale until the next Compute
 }
 
 // Same x = 2 everywhere: the first pivot (ties go to the later candidate, so
@@ -71,7 +74,7 @@ TEST(PolynomFitTest, SingularNormalMatrixStopsAtTheZeroPivotWithoutThrowing) {
 // Float normal equations lose accuracy with the condition of the monomials
 // on [−1.5, 2], about fourfold per degree: 10 · 4^degree epsilon of the
 // largest coefficient is 5 to 6 times what the fits need.
-TEST(PolynomFitTest, NoisyRandomDataOfDegreesOneToFourMatchesTheReferenceAndScalesWithSigma) {
+TEST(PolynomFitTest, NoisyRandomDataOfDegreesOneToFourMatchesTheReference) {
   std::mt19937 random(20240611);
   std::uniform_real_distribution<float> xs(-1.5f, 2.0f), cs(-2.0f, 2.0f), ss(0.05f, 1.0f);
   std::normal_distribution<float> noise(0.0f, 1.0f);
@@ -81,19 +84,17 @@ TEST(PolynomFitTest, NoisyRandomDataOfDegreesOneToFourMatchesTheReferenceAndScal
     std::vector<float> truth(degree + 1);
     for (float& c : truth) c = cs(random);
     Points points(300);
-    KbArray<float> sigmas(300), doubled(300), coefficients, coefficientsDoubled;
+    KbArray<float> sigmas(300), coefficients;
     for (unsigned int i = 0; i < 300; ++i) {
       const float x = xs(random);
       float y = 0;
       for (unsigned int k = degree + 1; k-- > 0;) y = y * x + truth[k];
       sigmas[i] = ss(random);
-      doubled[i] = 2 * sigmas[i];
       points[i] = {x, y + sigmas[i] * noise(random)};
     }
-    Fit fit, fitDoubled;
+    Fit fit;
     fit.SetInput(points, sigmas, degree, coefficients);
-    fitDoubled.SetInput(points, doubled, degree, coefficientsDoubled);
-    ASSERT_TRUE(fit.Compute(Fit::eComputeDefault) && fitDoubled.Compute(Fit::eComputeDefault));
+    ASSERT_TRUE(fit.Compute(Fit::eComputeDefault));
 
     const std::vector<Real> reference = ReferenceFit(points, sigmas, degree + 1);
     Real scale = 1, chi2 = 0;
@@ -108,9 +109,6 @@ TEST(PolynomFitTest, NoisyRandomDataOfDegreesOneToFourMatchesTheReferenceAndScal
       chi2 += std::pow((points[i].y - fitted) / sigmas[i], 2);
     }
     EXPECT_NEAR(fit.GetOutput(), chi2, 32 * epsilon * chi2) << run;
-    // Scaling every sigma by 2 scales every sum by exactly 1/4.
-    EXPECT_EQ(coefficients, coefficientsDoubled) << run;
-    EXPECT_EQ(fitDoubled.GetOutput(), fit.GetOutput() / 4) << run;
   }
 }
 

@@ -33,6 +33,9 @@ TEST(NonUniformRecordTest, ExactBytesOlderLayoutAndFieldsOutsideTheRecordKept) {
   ko_test::Read(read, NonUniformRecord(2, 8, false));
   EXPECT_EQ(read(1), 1.0f);
   EXPECT_EQ(ko_test::Write(read), ko_test::Write(TwoOfThree()));
+  KbStreamWriteASCIIStringT<wchar_t> text;  // the used samples, one per line
+  read.Dump(text);
+  EXPECT_EQ(text.GetString(), L"0, 1\n2, 5\n");
 }
 
 // Element size 0 with a huge count (two changed fields, beyond a one-byte

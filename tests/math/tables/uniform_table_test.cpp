@@ -26,40 +26,48 @@ TYPED_TEST(UniformTableTest, LookupInBothModesAndAnUnknownOneInsideBelowAndBeyon
   Uniform<T> table(5, 0, 1);  // step 0.25
   const T s[] = {10, T(1) / 3, T(19) / 7, 40, 50};
   for (unsigned int i = 0; i < 5; ++i) table[i] = s[i];
-  ExpectValues<T>(table, {{0.124, 10}, {0.125, s[1]}, {7, 50}, {-1, 10}});  // halves round up
+  ExpectValues<T>(table,
+                  {{0.124, 10}, {0.125, s[1]}, {1.2, 50}, {7, 50}, {-1, 10}});  // halves round up
   table.SetInterpolationType(table.eLinear);
   const T f = T(0.3) / T(0.25) - 1;
   EXPECT_EQ(table(T(0.3)), (1 - f) * s[1] + f * s[2]);
-  EXPECT_EQ(table(1), 50);
+  ExpectValues<T>(table, {{1, 50}, {1.1, 50}, {-0.1, 10}});
+  Uniform<T> assigned;
+  assigned = table;  // the mode goes with the samples
+  EXPECT_EQ(assigned(T(0.3)), table(T(0.3)));
   table.SetInterpolationType(static_cast<typename Uniform<T>::EInterpolationType>(2));
   EXPECT_EQ(table(T(0.5)), 0);
   Uniform<T> unit(3, 0, 2);  // step 1
   unit.SetInterpolationType(unit.eLinear);
   unit[1] = 10, unit[2] = 30;
   EXPECT_EQ(unit(T(1.5)), 20);
+  // MinX itself is interpolated (t = 0), not clamped: 0·∞ from s[1].
+  unit[1] = std::numeric_limits<T>::infinity();
+  EXPECT_TRUE(std::isnan(unit(0)));
 }
 
 TYPED_TEST(UniformTableTest, SetAndAddSpreadOrRoundAndDropValuesBeyondTheGrid) {
   using T = TypeParam;
-  Uniform<T> table(5, 0, 1);
+  Uniform<T> table(5, -1, 0);  // MinX −1: positions are measured from it
   table.SetInterpolationType(table.eLinear);
-  const T f = T(0.3) / T(0.25) - 1;  // 0.2 up to rounding
-  table.Set(T(0.3), 10);
+  const T f = (T(-0.7) + 1) / T(0.25) - 1;  // 0.2 up to rounding
+  table.Set(T(-0.7), 10);
   EXPECT_EQ(table[1], (1 - f) * 10);
   EXPECT_EQ(table[2], f * 10);
-  table.Add(T(0.3), 10);
+  table.Add(T(-0.7), 10);
+  table.Set(T(1e30), 99);  // far beyond the grid: dropped
   EXPECT_EQ(table[1], (1 - f) * 10 + (1 - f) * 10);
   EXPECT_EQ(table[2], f * 10 + f * 10);
-  table.Set(1, 99);  // the last grid point: dropped in this mode
+  table.Set(0, 99);  // the last grid point: dropped in this mode
   EXPECT_EQ(table[4], 0);
-  table.Set(T(0.875), 4);  // the last interval still has its upper neighbour
+  table.Set(T(-0.125), 4);  // the last interval still has its upper neighbour
   EXPECT_EQ(table[4], 2);
-  table.Reset(5, 0, 1);  // back to nearest-sample mode, all zero
+  table.Reset(5, -1, 0);  // back to nearest-sample mode, all zero
   EXPECT_EQ(table.GetInterpolationType(), table.eNone);
-  table.Set(T(0.3), 10);
-  table.Add(T(0.3), 5);
-  table.Add(1, 7);
-  table.Add(2, 7);  // beyond the grid
+  table.Set(T(-0.7), 10);
+  table.Add(T(-0.7), 5);
+  table.Add(0, 7);
+  table.Add(1, 7);  // beyond the grid
   EXPECT_EQ(table[1], 15);
   EXPECT_EQ(table[4], 7);
 }
@@ -67,17 +75,26 @@ TYPED_TEST(UniformTableTest, SetAndAddSpreadOrRoundAndDropValuesBeyondTheGrid) {
 // None of these may read outside the samples.
 TYPED_TEST(UniformTableTest, EmptyAndReversedTablesAndNaNArgumentsStayInsideTheSamples) {
   using T = TypeParam;
-  Uniform<T> empty, reversed(5, 1, 0);  // step −0.25
+  Uniform<T> empty, reversed(2, 1, 0);  // step −1
   reversed.SetInvalidY(-7);
-  for (unsigned int i = 0; i < 5; ++i) reversed[i] = T(i + 1);
-  EXPECT_EQ(empty(0), 0);  // InvalidY
+  reversed[0] = 1, reversed[1] = 2;
+  EXPECT_EQ(empty(0), 0);  // InvalidY, on [0, 0]
+  EXPECT_EQ(empty.GetMaxX(), 0);
+  empty.SetInterpolationType(empty.eLinear);
+  EXPECT_EQ(empty(0), 0);
+  Uniform<T> point(3, 1, 1);  // step 0: the last sample answers beyond MinX
+  point[2] = 4;
+  EXPECT_EQ(point(5), 4);
+  point.SetInterpolationType(point.eLinear);
+  EXPECT_EQ(point(5), 4);
   reversed.SetInterpolationType(reversed.eLinear);
-  const T t = (T(1.1) - 1) / T(-0.25);  // in (−1, 0): the first interval
+  const T t = (T(1.1) - 1) / T(-1);  // in (−1, 0): the first interval
   EXPECT_EQ(reversed(T(1.1)), (1 - t) * 1 + t * 2);
-  EXPECT_EQ(reversed(3), -7);  // t = −8: no sample there
+  EXPECT_EQ(reversed(3), -7);  // t = −2: no sample there
+  EXPECT_EQ(reversed(2), -7);  // t = −1 already
   EXPECT_TRUE(std::isnan(reversed(std::numeric_limits<T>::quiet_NaN())));
   reversed.SetInterpolationType(reversed.eNone);
-  EXPECT_EQ(reversed(T(1e30)), 5);  // an index beyond 2^63
+  EXPECT_EQ(reversed(T(1e30)), 2);  // an index beyond 2^63
 }
 
 // x³ on a dyadic grid: every difference is exact, so the branches of the
