@@ -83,11 +83,6 @@ std::string TextTable::Render(const std::string& indent) const {
 
 void WriteOutputFile(const std::string& path, const std::string& content) {
   if (path.empty()) throw UsageError("an output file path is empty");
-  if (path == "-") {
-    WriteStandardOutput(content);
-    FlushStandardOutput();
-    return;
-  }
   // lstat, not stat: a symbolic link is judged as itself. Between this check
   // and the rename another process could put something else at the path; the
   // rename would then replace that entry, never write into a device or FIFO.

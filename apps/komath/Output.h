@@ -56,7 +56,8 @@ class TextTable {
 // everything is written. Only regular files are written: a path that exists
 // as anything else (a directory, a device, a FIFO, a socket) is refused, and
 // so is a symbolic link, whatever it points to, because the rename would
-// replace the link itself. "-" writes to standard output. Throws InputError
+// replace the link itself ("-" is only a file of that name: the command line
+// refuses it, see AddOutputFileOption). Throws InputError
 // naming the path when the path is refused or the write fails (nothing is
 // left behind then), UsageError for an empty path.
 void WriteOutputFile(const std::string& path, const std::string& content);
