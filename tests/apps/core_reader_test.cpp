@@ -72,16 +72,6 @@ TEST(NumberReaderTest, EmptyFieldsAreErrorsNamingLineAndField) {
   EXPECT_EQ(Error("1,2, # note\n"), "text:1: field 3 is empty (a comma ends the line)");
 }
 
-TEST(NumberReaderTest, StandardInputIsReadOnce) {
-  { komath::NumberReader first("-"); }
-  try {
-    komath::NumberReader second("-");
-    ADD_FAILURE() << "standard input opened twice";
-  } catch (const komath::UsageError& e) {
-    EXPECT_STREQ(e.what(), "standard input ('-') is named twice: it can be read only once");
-  }
-}
-
 TEST(FailureTest, LibraryFailuresSayWhatTheyMean) {
   // A bare KbException is the library's numerical breakdown.
   EXPECT_NE(komath::DescribeFailure(KbException()).find("did not converge"), std::string::npos);
