@@ -64,12 +64,12 @@ void WriteOutputFile(const std::string& path, const std::string& content);
 
 // Standard output with its errors reported: WriteStandardOutput throws
 // InputError ("<stdout>: cannot write: ...") when a write fails (a full
-// disk, /dev/full, a closed pipe's EPIPE); FlushStandardOutput also pushes
-// out what stdio still buffers. FinishStandardOutput flushes and closes the
-// stream at the end of a run, so that a failure of the very last write is
-// caught too; nothing may write to standard output after it.
+// disk, /dev/full, a closed pipe's EPIPE); stdio reports a failure of its
+// own buffer's flush there too, at most one buffer late. FinishStandardOutput
+// flushes and closes the stream at the end of a run, so that a failure of the
+// very last write is caught too; nothing may write to standard output after
+// it.
 void WriteStandardOutput(std::string_view text);
-void FlushStandardOutput();
 void FinishStandardOutput();
 
 }  // namespace komath

@@ -107,8 +107,9 @@ bool NumberReader::Next() {
   if (!m_started) {
     m_started = true;
     constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
-    while (m_end < 3 && fill()) {
-    }
+    // fread stops short only at the end of the input, so one block holds
+    // the first three bytes if the input has them.
+    fill();
     if (m_end >= 3 && std::memcmp(m_buffer.data(), kByteOrderMark, 3) == 0) m_begin = 3;
   }
   for (;;) {
