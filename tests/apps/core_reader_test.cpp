@@ -54,6 +54,9 @@ TEST(NumberReaderTest, ByteOrderMarkIsSkippedAtTheStartOnly) {
   EXPECT_EQ(Error("\xEF\xBB"
                   "1\n"),
             "text:1: field 1 '\\xEF\\xBB1' is not a number");
+  // A long field is shown by its first 40 bytes.
+  EXPECT_EQ(Error(std::string(40, '7') + "x\n"),
+            "text:1: field 1 '" + std::string(40, '7') + "...' is not a number");
 }
 
 TEST(NumberReaderTest, CommentLinesAreSkippedAndBlankLinesKept) {
