@@ -30,12 +30,9 @@ std::uint64_t PowMod(std::uint64_t base, std::uint64_t exponent, std::uint64_t p
   return result;
 }
 
-// Deterministic for every n below 2^64 with these seven bases.
+// Miller-Rabin, deterministic for every odd n above these seven bases and
+// below 2^64 (the candidates here are odd and above 2^61).
 bool IsPrime(std::uint64_t n) {
-  if (n < 2) return false;
-  for (std::uint64_t small : {2, 3, 5, 7, 11, 13, 17, 19, 23, 29, 31, 37}) {
-    if (n % small == 0) return n == small;
-  }
   const int twos = std::countr_zero(n - 1);
   const std::uint64_t odd = (n - 1) >> twos;
   for (std::uint64_t base :

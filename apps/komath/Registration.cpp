@@ -77,11 +77,7 @@ bool AllZInZero(std::span<const double> points, std::size_t dimension) {
 }
 
 Rotation Widen(const KbMatrix4Rf& m) {
-  Rotation r;
-  for (unsigned i = 0; i < 3; ++i) {
-    for (unsigned j = 0; j < 3; ++j) r[3 * i + j] = m(i, j);
-  }
-  return r;
+  return {m(0, 0), m(0, 1), m(0, 2), m(1, 0), m(1, 1), m(1, 2), m(2, 0), m(2, 1), m(2, 2)};
 }
 
 // p * R for a centred point p (3 coordinates).
