@@ -110,9 +110,9 @@ std::uint64_t DeterminantModulo(const std::vector<Entry>& b, std::size_t n, std:
                                 std::uint64_t prime, std::vector<std::uint64_t>& work) {
   const Montgomery mod(prime);
   // Powers of two, by doubling: cheaper than a power per entry.
-  std::vector<std::uint64_t> powers(std::size_t(maxShift) + 1);
-  powers[0] = mod.To(1);
-  for (std::size_t s = 1; s < powers.size(); ++s) powers[s] = mod.Add(powers[s - 1], powers[s - 1]);
+  std::vector<std::uint64_t> powers{mod.To(1)};
+  while (powers.size() <= std::size_t(maxShift))
+    powers.push_back(mod.Add(powers.back(), powers.back()));
   work.resize(n * n);
   for (std::size_t i = 0; i < n * n; ++i) {
     const std::uint64_t r = mod.Mul(mod.To(b[i].odd), powers[std::size_t(b[i].shift)]);

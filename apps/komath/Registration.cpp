@@ -230,8 +230,7 @@ AlignResult Align(std::span<const double> target, std::span<const double> source
   result.maxBefore = std::sqrt(result.maxBefore);
   result.maxAfter = std::sqrt(result.maxAfter);
 
-  CheckResult(result.rotation, "align");
-  CheckResult(result.translation, "align");
+  // The matrix holds the rotation times the scale and the translation.
   CheckResult(result.matrix, "align");
   const double stats[] = {result.scale, result.rmsBefore, result.maxBefore, result.rmsAfter,
                           result.maxAfter};
@@ -399,7 +398,7 @@ GpaResult Gpa(std::span<const double> shapes, std::size_t shapeCount, std::size_
       scales[i] = reference.size * double(factors[u]) / s;
       // The library rotates about the float centroid of the conditioned
       // shape, a rounding away from zero: carried over exactly.
-      const double d[3] = {centres[u].x, centres[u].y, centres[u].z};
+      const double d[] = {centres[u].x, centres[u].y, centres[u].z};
       for (unsigned c = 0; c < 3; ++c) pivots[i][c] = conditioned[i].centre[c] + s * d[c];
     }
   }

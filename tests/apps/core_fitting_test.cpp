@@ -92,12 +92,16 @@ TEST(SmoothTest, LinesStayLinesAtLargeOffsets) {
   for (std::size_t i = 0; i < n; ++i) huge[i] = 1e300 * 0.5 * double(i);
   komath::Smooth(x, huge, 1, 2.0, std::nullopt, scaled);
   for (std::size_t i = 10; i + 10 < n; ++i) EXPECT_NEAR(scaled[i], huge[i], 1e300 * 1e-6 * 50) << i;
-  // Zero half-width gives zeros.
+  // Constant values stay exact; zero half-width gives zeros.
   std::vector<double> triple(3 * n, 1.0), smoothed(3 * n);
+  komath::Smooth(x, triple, 3, 2.0, std::nullopt, smoothed);
+  EXPECT_EQ(smoothed, triple);
   komath::Smooth(x, triple, 3, 0.0, std::nullopt, smoothed);
   EXPECT_EQ(smoothed, std::vector<double>(3 * n, 0.0));
   // The positions span 49.75, from the first one.
   EXPECT_THROW(komath::Smooth(x, triple, 3, 1.0, 49.6, smoothed), komath::InputError);
+  EXPECT_THROW(komath::Smooth(x, {triple.data(), 3 * n - 1}, 3, 1.0, {}, smoothed),
+               komath::InputError);
   triple[5] = NAN;
   EXPECT_THROW(komath::Smooth(x, triple, 3, 1.0, {}, smoothed), komath::InputError);
   x[5] = NAN;

@@ -72,18 +72,13 @@ class KomathTest : public ::testing::Test {
   const fs::path& m_dir = m_scratch.Path();
 };
 
-TEST_F(KomathTest, HelpAndVersionListEverySubcommand) {
-  const Result help = Run("--help"), version = Run("--version");
-  EXPECT_TRUE(help.status == 0 && version.status == 0);
-  for (const char* name : {"align", "gpa", "det", "fit", "smooth", "rng"}) {
-    EXPECT_NE(help.out.find(std::string("\n  ") + name + " "), std::string::npos) << name;
-  }
-  EXPECT_EQ(version.out.rfind("komath ", 0), 0u);
+TEST_F(KomathTest, HelpAndVersionSucceed) {
+  EXPECT_EQ(Run("--help").status, 0);
+  EXPECT_EQ(Run("--version").out.rfind("komath ", 0), 0u);
 }
 
 TEST_F(KomathTest, DetPrintsTheExactSign) {
-  // (2^52 + 1)(2^52 - 1) - 2^104 = -1: doubles alone would say 0. A
-  // byte-order mark before the first row is skipped.
+  // (2^52 + 1)(2^52 - 1) - 2^104 = -1, 0 in doubles; the leading BOM is skipped.
   const std::string matrix =
       "\xEF\xBB\xBF"
       "4503599627370497 4503599627370496\n4503599627370496,4503599627370495\n";
@@ -101,7 +96,6 @@ TEST_F(KomathTest, ExactDeterminantIsAnIntegerTimesAPowerOfTwo) {
             json({{"integer", "-237"}, {"hexadecimal", "-0xed"}, {"power_of_two", 0}}));
   EXPECT_EQ(result["numerator"], json::parse(R"([["-0xedp+0"]])"));
   EXPECT_EQ(result["denominator"], json::parse(R"([["0x1p+0"]])"));
-  EXPECT_EQ(result["approximation"].get<double>(), -237.0);
   // Beyond the double range the approximation is decimal text: 2^-2148 and
   // (1e300)^2 3 = 3.0000000000000004e600 (both from python3's fractions).
   EXPECT_EQ(Run("det --exact -", "0x1p-1074 0\n0 0x1p-1074\n").out,
@@ -118,7 +112,10 @@ TEST_F(KomathTest, ExactDeterminantIsAnIntegerTimesAPowerOfTwo) {
 TEST_F(KomathTest, FitPrintsBothFormsAndWarnsWhenXIsIllConditioned) {
   const std::string text = "0 1.1 0.5\n1 2.9 0.5\n2 5.2 1\n3 6.8 1\n4 9.1 2\n";
   const json result = RunJson("fit --degree 2 -", text);
-  EXPECT_EQ(result["residuals"].size(), 5u);
+  double chi = 0;  // of the residuals shown, with their sigmas
+  for (unsigned i = 0; i < 5; ++i)
+    chi += std::pow(result["residuals"][i].get<double>() / (i < 2 ? 0.5 : i < 4 ? 1 : 2), 2);
+  EXPECT_NEAR(chi, result["chi_square"].get<double>(), 1e-12 * chi);
   const Result plain = Run("fit -d 2 -", text);
   EXPECT_NE(plain.out.find(result["coefficients"][2].dump() + " x^2"), std::string::npos)
       << plain.out;
@@ -168,9 +165,8 @@ TEST_F(KomathTest, AlignSampleShowsItsKnownMotionAndDrawsWellFormedSvg) {
     EXPECT_NEAR(mean[i / 3][i % 3].get<double>(), house[i], 4 * sigma);
 }
 
-// Plane data is drawn as one view, 3-D data as three; every view has its
-// axes and scale bar (two paths); gpa draws every aligned landmark and the
-// mean. rsvg-convert renders each picture to a PNG that is not blank.
+// One view for the plane, three in 3-D, each with axes and scale bar (two paths); gpa
+// draws every aligned landmark and the mean. rsvg-convert renders them, not blank.
 TEST_F(KomathTest, PicturesRenderInARealRenderer) {
   const std::string plane = "0 0\n4 0\n4 3\n1 5\n", moved = "1 1\n1 5\n-2 5\n-4 2\n";
   Write("a.txt", plane), Write("b.txt", moved), Write("shapes.txt", plane + "\n" + moved);
@@ -179,9 +175,7 @@ TEST_F(KomathTest, PicturesRenderInARealRenderer) {
   ASSERT_EQ(Run("gpa --svg gpa3.svg").status, 0);  // the 3-D sample: 4 shapes of 14
   const auto count = [](const std::string& text, const std::string& what) {
     std::size_t n = 0;
-    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) {
-      ++n;
-    }
+    for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; ++at) ++n;
     return n;
   };
   struct Picture {
@@ -233,15 +227,14 @@ TEST_F(KomathTest, PicturesRenderInARealRenderer) {
   }
 }
 
-// Plane shapes, one the mirror image of another. One file of blocks or a
-// file per shape give the same result; --aligned writes the JSON's aligned
-// shapes in the same shortest text, a block each.
+// Plane shapes, one a mirror image: one file or a file per shape give one result;
+// --aligned writes the JSON's aligned shapes in the same shortest text, a block each.
 TEST_F(KomathTest, GpaReadsOneFileOrManyAndWritesTheAlignedShapes) {
   const std::string a = "0 0\n4 0\n4 3\n1 5\n", mirror = "0 0\n-4 0\n-4 3\n-1 5\n",
                     b = "1 1\n5 1\n5 4\n2 6.5\n";
   const std::string all = a + "\n" + mirror + "\n" + b;
   Write("a.txt", a), Write("mirror.txt", mirror), Write("b.txt", b);
-  const json together = RunJson("gpa --aligned aligned.txt -", all);
+  const json together = RunJson("gpa --aligned aligned.txt -", "\n" + all);  // a blank line first
   EXPECT_EQ(RunJson("gpa a.txt mirror.txt b.txt")["aligned"], together["aligned"]);
   std::string aligned;
   for (unsigned i = 0; i < 3; ++i) {
@@ -292,9 +285,8 @@ TEST_F(KomathTest, SmoothPrintsTheJsonsNumbersAsATable) {
   for (unsigned i = 0; i < 4; ++i) {
     double x = 0, first = 0, second = 0;
     table >> x >> first >> second;
-    EXPECT_EQ(x, result["positions"][i]);
-    EXPECT_EQ(first, result["values"][i][0]);
-    EXPECT_EQ(second, result["values"][i][1]);
+    EXPECT_EQ(json({x, first, second}),
+              json({result["positions"][i], result["values"][i][0], result["values"][i][1]}));
   }
 }
 
@@ -355,7 +347,7 @@ TEST_F(KomathTest, BadInputGetsItsMessageAndStatus) {
       {"align - -", "1 2 3\n4 5 6\n7 8 9\n", 2, "standard input ('-') is named twice"},
       {"align --svg - three.txt three.txt", "", 2, "--svg: cannot be '-'"},
       {"gpa --aligned '' three.txt three.txt", "", 2, "--aligned: needs a file name"},
-      {"align --translation-only --scale three.txt mirror.txt", "", 1,
+      {"align --translation-only --scale - turned.txt", "1 0\n-1 0\n0 1\n0 -1\n", 1,
        "align: the least-squares scale is not positive"},
       {"align three.txt same.txt --scale --svg out.svg", "", 1,
        "align: all points of the source are identical"},
@@ -375,12 +367,15 @@ TEST_F(KomathTest, BadInputGetsItsMessageAndStatus) {
       {"smooth -w 1 -p 2 -", "0 1\n1 1\n2 1\n", 1,
        "<stdin>:3: position 2 lies a period or more after the first (0)"},
       {"rng --seed 1 --key 2", "", 2, "excludes"},
-      {"frobnicate", "", 2, "frobnicate"},
+      {"frobnicate", "", 2, "unknown subcommand 'frobnicate'"},
   };
   Write("three.txt", "0 0 0\n1 0 0\n0 1 0\n");
   Write("two.txt", "0 0 0\n1 0 0\n");
-  Write("mirror.txt", "0 0 0\n-1 0 0\n0 -1 0\n");
+  Write("turned.txt", "0 1\n0 -1\n-1 0\n1 0\n");  // the plus of the input turned: scale 0
   Write("same.txt", "1 2 3\n1 2 3\n1 2 3\n");
+  std::string row;  // a matrix row longer than the largest order
+  for (int i = 0; i <= 1 << 15; ++i) row += "1 ";
+  EXPECT_NE(Run("det -", row).err.find("expected 1 to 32768 numbers per line"), std::string::npos);
   for (const BadInput& c : cases) {
     const Result result = Run(c.arguments, c.input);
     EXPECT_EQ(result.status, c.status) << c.arguments << " / " << c.input;
