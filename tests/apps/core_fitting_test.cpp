@@ -92,8 +92,9 @@ TEST(SmoothTest, LinesStayLinesAtLargeOffsets) {
   for (std::size_t i = 0; i < n; ++i) huge[i] = 1e300 * 0.5 * double(i);
   komath::Smooth(x, huge, 1, 2.0, std::nullopt, scaled);
   for (std::size_t i = 10; i + 10 < n; ++i) EXPECT_NEAR(scaled[i], huge[i], 1e300 * 1e-6 * 50) << i;
-  // Constant values stay exact; zero half-width gives zeros.
+  // Constant values stay exact (of spread exactly 0 too); zero half-width gives zeros.
   std::vector<double> triple(3 * n, 1.0), smoothed(3 * n);
+  for (std::size_t i = 0; i < n; ++i) triple[3 * i] = 0;
   komath::Smooth(x, triple, 3, 2.0, std::nullopt, smoothed);
   EXPECT_EQ(smoothed, triple);
   komath::Smooth(x, triple, 3, 0.0, std::nullopt, smoothed);
