@@ -65,6 +65,7 @@ TEST(ExactDeterminantTest, EdgeCasesEqualGmpBareiss) {
       {0x1p-1074, 0, 0, -0x1.8p-1070},
       {0x1p+500, 0x1p+501, 0x1.8p+101, 0x1p+102},
       {1, 1, 1, 1, 1 + 0x1p40, 1, 1, 1, 1 + 0x1p40},  // 2^80
+      {1, 1, 0, 1, 1, 1, 0, 1, 1},                    // -1, a zero pivot after one step
       {1, 2, 2, 4},
       {0, 0, 1, 2},
       {0, 1, 0, 2},

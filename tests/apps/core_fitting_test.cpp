@@ -99,7 +99,6 @@ TEST(SmoothTest, LinesStayLinesAtLargeOffsets) {
   EXPECT_EQ(smoothed, triple);
   komath::Smooth(x, triple, 3, 0.0, std::nullopt, smoothed);
   EXPECT_EQ(smoothed, std::vector<double>(3 * n, 0.0));
-  // The positions span 49.75, from the first one.
   EXPECT_THROW(komath::Smooth(x, triple, 3, 1.0, 49.6, smoothed), komath::InputError);
   EXPECT_THROW(komath::Smooth(x, {triple.data(), 3 * n - 1}, 3, 1.0, {}, smoothed),
                komath::InputError);
