@@ -232,7 +232,7 @@ TEST_F(KomathTest, GpaReadsOneFileOrManyAndWritesTheAlignedShapes) {
   const std::string a = "0 0\n4 0\n4 3\n1 5\n", mirror = "0 0\n-4 0\n-4 3\n-1 5\n",
                     b = "1 1\n5 1\n5 4\n2 6.5\n";
   const std::string all = a + "\n" + mirror + "\n" + b;
-  Write("a.txt", a), Write("mirror.txt", mirror), Write("b.txt", b);
+  Write("a.txt", a), Write("mirror.txt", "\n" + mirror), Write("b.txt", b);
   const json together = RunJson("gpa --aligned aligned.txt -", "\n" + all);  // a blank line first
   EXPECT_EQ(RunJson("gpa a.txt mirror.txt b.txt")["aligned"], together["aligned"]);
   std::string aligned;
