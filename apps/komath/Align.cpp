@@ -168,7 +168,7 @@ void RunAlign(const AlignCommandOptions& options) {
     for (unsigned c = 0; c < 3; ++c) shift += std::pow(result.translation[c] - t[c], 2);
     text += "known motion (what the sample applied)\n" + knownTable.Render("") +
             "recovered vs known: rotation differs by " +
-            Format(RotationAngleBetween(result.rotation, rotation, 3)) + " rad, translation by " +
+            Format(RotationAngleBetween(result.rotation, rotation)) + " rad, translation by " +
             Format(std::sqrt(shift)) + ", scale by " + Format(result.scale - known.scale) + "\n";
     json["known"] = jsonKnown;
   }

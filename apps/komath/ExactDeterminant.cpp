@@ -30,12 +30,9 @@ std::uint64_t PowMod(std::uint64_t base, std::uint64_t exponent, std::uint64_t p
   return result;
 }
 
-// Deterministic for every n below 2^64 with these seven bases.
+// Miller-Rabin, deterministic for every odd n above these seven bases and
+// below 2^64 (the candidates here are odd and above 2^61).
 bool IsPrime(std::uint64_t n) {
-  if (n < 2) return false;
-  for (std::uint64_t small : {2, 3, 5, 7, 11, 13, 17, 19, 23, 29, 31, 37}) {
-    if (n % small == 0) return n == small;
-  }
   const int twos = std::countr_zero(n - 1);
   const std::uint64_t odd = (n - 1) >> twos;
   for (std::uint64_t base :
@@ -113,9 +110,9 @@ std::uint64_t DeterminantModulo(const std::vector<Entry>& b, std::size_t n, std:
                                 std::uint64_t prime, std::vector<std::uint64_t>& work) {
   const Montgomery mod(prime);
   // Powers of two, by doubling: cheaper than a power per entry.
-  std::vector<std::uint64_t> powers(std::size_t(maxShift) + 1);
-  powers[0] = mod.To(1);
-  for (std::size_t s = 1; s < powers.size(); ++s) powers[s] = mod.Add(powers[s - 1], powers[s - 1]);
+  std::vector<std::uint64_t> powers{mod.To(1)};
+  while (powers.size() <= std::size_t(maxShift))
+    powers.push_back(mod.Add(powers.back(), powers.back()));
   work.resize(n * n);
   for (std::size_t i = 0; i < n * n; ++i) {
     const std::uint64_t r = mod.Mul(mod.To(b[i].odd), powers[std::size_t(b[i].shift)]);

@@ -83,11 +83,6 @@ std::string TextTable::Render(const std::string& indent) const {
 
 void WriteOutputFile(const std::string& path, const std::string& content) {
   if (path.empty()) throw UsageError("an output file path is empty");
-  if (path == "-") {
-    WriteStandardOutput(content);
-    FlushStandardOutput();
-    return;
-  }
   // lstat, not stat: a symbolic link is judged as itself. Between this check
   // and the rename another process could put something else at the path; the
   // rename would then replace that entry, never write into a device or FIFO.
@@ -144,16 +139,12 @@ void WriteStandardOutput(std::string_view text) {
   if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) StandardOutputFailed(errno);
 }
 
-void FlushStandardOutput() {
-  if (std::fflush(stdout) != 0) StandardOutputFailed(errno);
-}
-
 void FinishStandardOutput() {
   // The command-line library prints help through std::cout, which writes
   // through to stdout; ferror keeps a failure of such an unchecked write.
   std::cout.flush();
   const bool failedBefore = std::ferror(stdout) != 0 || !std::cout.good();
-  FlushStandardOutput();
+  // fclose flushes first and reports a failed flush as its own.
   if (std::fclose(stdout) != 0) StandardOutputFailed(errno);
   if (failedBefore) StandardOutputFailed(EIO);
 }
@@ -178,7 +169,6 @@ CLI::Option* AddOutputFileOption(CLI::App& command, const std::string& name, std
 
 void Emit(const std::string& text, const nlohmann::json& json, bool asJson) {
   WriteStandardOutput(asJson ? json.dump(2) + "\n" : text);
-  FlushStandardOutput();
 }
 
 }  // namespace komath

@@ -56,19 +56,20 @@ class TextTable {
 // everything is written. Only regular files are written: a path that exists
 // as anything else (a directory, a device, a FIFO, a socket) is refused, and
 // so is a symbolic link, whatever it points to, because the rename would
-// replace the link itself. "-" writes to standard output. Throws InputError
+// replace the link itself ("-" is only a file of that name: the command line
+// refuses it, see AddOutputFileOption). Throws InputError
 // naming the path when the path is refused or the write fails (nothing is
 // left behind then), UsageError for an empty path.
 void WriteOutputFile(const std::string& path, const std::string& content);
 
 // Standard output with its errors reported: WriteStandardOutput throws
 // InputError ("<stdout>: cannot write: ...") when a write fails (a full
-// disk, /dev/full, a closed pipe's EPIPE); FlushStandardOutput also pushes
-// out what stdio still buffers. FinishStandardOutput flushes and closes the
-// stream at the end of a run, so that a failure of the very last write is
-// caught too; nothing may write to standard output after it.
+// disk, /dev/full, a closed pipe's EPIPE); stdio reports a failure of its
+// own buffer's flush there too, at most one buffer late. FinishStandardOutput
+// flushes and closes the stream at the end of a run, so that a failure of the
+// very last write is caught too; nothing may write to standard output after
+// it.
 void WriteStandardOutput(std::string_view text);
-void FlushStandardOutput();
 void FinishStandardOutput();
 
 }  // namespace komath

@@ -66,20 +66,18 @@ PointSet Widen(const KbArray<KbVector3f>& points) {
 }
 
 KbVector3d Apply(const KbMatrix4Rf& m, const KbVector3f& p) {
-  double out[4];
-  for (unsigned c = 0; c < 4; ++c) {
+  double out[3];
+  for (unsigned c = 0; c < 3; ++c) {
     out[c] = double(p.x) * m(0, c) + double(p.y) * m(1, c) + double(p.z) * m(2, c) + m(3, c);
   }
-  return {out[0] / out[3], out[1] / out[3], out[2] / out[3]};
+  return {out[0], out[1], out[2]};
 }
 
-double RotationAngleBetween(std::span<const double> a, std::span<const double> b,
-                            std::size_t dimension) {
-  // trace(a^T b) = 1 + 2 cos(angle) in 3-D, 2 cos(angle) in the plane.
+double RotationAngleBetween(std::span<const double> a, std::span<const double> b) {
+  // trace(a^T b) = 1 + 2 cos(angle).
   double trace = 0;
   for (std::size_t i = 0; i < a.size(); ++i) trace += a[i] * b[i];
-  const double cosine = dimension == 2 ? trace / 2 : (trace - 1) / 2;
-  return std::acos(std::clamp(cosine, -1.0, 1.0));
+  return std::acos(std::clamp((trace - 1) / 2, -1.0, 1.0));
 }
 
 }  // namespace komath

@@ -41,12 +41,11 @@ void ReadShapes(NumberReader& reader, ShapeSet& shapes);
 // The built-in samples' float points as a 3-D set.
 PointSet Widen(const KbArray<KbVector3f>& points);
 
-// (p, 1) · m in double, divided by the resulting w.
+// (p, 1) · m in double, for an affine m (last column 0, 0, 0, 1).
 KbVector3d Apply(const KbMatrix4Rf& m, const KbVector3f& p);
 
-// The angle in radians of the rotation that turns `a` into `b` (both
-// rotations of dimension d, row after row).
-double RotationAngleBetween(std::span<const double> a, std::span<const double> b,
-                            std::size_t dimension);
+// The angle in radians of the rotation that turns `a` into `b` (both 3 x 3
+// rotations, row after row).
+double RotationAngleBetween(std::span<const double> a, std::span<const double> b);
 
 }  // namespace komath

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <string_view>
 #include <utility>
 
 namespace komath {
@@ -107,8 +108,9 @@ bool NumberReader::Next() {
   if (!m_started) {
     m_started = true;
     constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
-    while (m_end < 3 && fill()) {
-    }
+    // fread stops short only at the end of the input, so one block holds
+    // the first three bytes if the input has them.
+    fill();
     if (m_end >= 3 && std::memcmp(m_buffer.data(), kByteOrderMark, 3) == 0) m_begin = 3;
   }
   for (;;) {
@@ -184,7 +186,8 @@ double NumberReader::parseField(const char* begin, const char* end, std::size_t 
   std::from_chars_result result{p, std::errc::invalid_argument};
   if (p != end && (*p == '-' || *p == '+')) {
     // A doubled sign; from_chars would take the second one.
-  } else if (end - p > 2 && p[0] == '0' && (p[1] == 'x' || p[1] == 'X')) {
+  } else if (const std::string_view text(p, std::size_t(end - p));
+             text.starts_with("0x") || text.starts_with("0X")) {
     result = std::from_chars(p + 2, end, value, std::chars_format::hex);
   } else {
     result = std::from_chars(p, end, value);

@@ -77,11 +77,7 @@ bool AllZInZero(std::span<const double> points, std::size_t dimension) {
 }
 
 Rotation Widen(const KbMatrix4Rf& m) {
-  Rotation r;
-  for (unsigned i = 0; i < 3; ++i) {
-    for (unsigned j = 0; j < 3; ++j) r[3 * i + j] = m(i, j);
-  }
-  return r;
+  return {m(0, 0), m(0, 1), m(0, 2), m(1, 0), m(1, 1), m(1, 2), m(2, 0), m(2, 1), m(2, 2)};
 }
 
 // p * R for a centred point p (3 coordinates).
@@ -234,8 +230,7 @@ AlignResult Align(std::span<const double> target, std::span<const double> source
   result.maxBefore = std::sqrt(result.maxBefore);
   result.maxAfter = std::sqrt(result.maxAfter);
 
-  CheckResult(result.rotation, "align");
-  CheckResult(result.translation, "align");
+  // The matrix holds the rotation times the scale and the translation.
   CheckResult(result.matrix, "align");
   const double stats[] = {result.scale, result.rmsBefore, result.maxBefore, result.rmsAfter,
                           result.maxAfter};
@@ -403,7 +398,7 @@ GpaResult Gpa(std::span<const double> shapes, std::size_t shapeCount, std::size_
       scales[i] = reference.size * double(factors[u]) / s;
       // The library rotates about the float centroid of the conditioned
       // shape, a rounding away from zero: carried over exactly.
-      const double d[3] = {centres[u].x, centres[u].y, centres[u].z};
+      const double d[] = {centres[u].x, centres[u].y, centres[u].z};
       for (unsigned c = 0; c < 3; ++c) pivots[i][c] = conditioned[i].centre[c] + s * d[c];
     }
   }

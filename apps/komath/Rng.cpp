@@ -42,7 +42,8 @@ void RunRng(const RngOptions& options) {
                                   !std::isfinite(options.normal[1]) || options.normal[1] < 0)) {
     throw UsageError("--normal MEAN,SD needs a finite mean and a finite SD >= 0");
   }
-  KoRandomNumberGenerator generator(0u);
+  // Seeded below in every case.
+  KoRandomNumberGenerator generator;
   nlohmann::json seed = nullptr;
   if (options.seed) {
     generator.Seed(*options.seed);
@@ -97,7 +98,6 @@ void RunRng(const RngOptions& options) {
   }
   if (options.json) block += options.count == 0 ? "]\n}\n" : "\n  ]\n}\n";
   flush();
-  FlushStandardOutput();
 }
 
 }  // namespace

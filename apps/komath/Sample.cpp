@@ -8,12 +8,12 @@ namespace komath {
 
 KbMatrix4Rf Motion::Matrix() const {
   KbMatrix4Rf m = rotation;
-  for (unsigned r = 0; r < 3; ++r) {
-    for (unsigned c = 0; c < 3; ++c) m(r, c) = scale * rotation(r, c);
-  }
   m(3, 0) = translation.x;
   m(3, 1) = translation.y;
   m(3, 2) = translation.z;
+  for (unsigned r = 0; r < 3; ++r) {
+    for (unsigned c = 0; c < 3; ++c) m(r, c) = scale * rotation(r, c);
+  }
   return m;
 }
 

@@ -17,7 +17,6 @@ void StreamWriter::Write(std::string_view text) {
 
 void StreamWriter::flush() {
   WriteStandardOutput(m_buffer);
-  FlushStandardOutput();
   m_buffer.clear();
 }
 
@@ -27,9 +26,10 @@ void StreamWriter::Finish() {
 
 void StreamWriter::Member(const std::string& key, const nlohmann::json& value, bool last) {
   // dump(2) of the value alone, indented one more level after its first line.
-  std::string text = value.dump(2);
-  for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 3)) {
-    text.insert(at + 1, "  ");
+  std::string text;
+  for (const char c : value.dump(2)) {
+    text += c;
+    if (c == '\n') text += "  ";
   }
   Write("  " + nlohmann::json(key).dump() + ": " + text + (last ? "\n" : ",\n"));
 }

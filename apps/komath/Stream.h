@@ -1,7 +1,8 @@
 // StreamWriter: standard output written as it is produced, for the
 // commands whose output grows with their input (fit, smooth), so that the
 // text is never held whole. Write errors (a full disk, a closed pipe) are
-// thrown as InputError naming standard output, at the latest by Finish.
+// thrown as InputError naming standard output, at the latest when the run
+// closes standard output (FinishStandardOutput).
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -19,7 +20,7 @@ class StreamWriter {
   StreamWriter& operator=(const StreamWriter&) = delete;
 
   void Write(std::string_view text);
-  // Flushes everything and checks that it reached standard output.
+  // Hands what is still buffered to standard output.
   void Finish();
 
   // JSON pieces in the layout of nlohmann-json's dump(2): "key": value
