@@ -34,9 +34,9 @@ void Sweep(const float* x, const T* v, unsigned int n, unsigned int i, float h, 
   float s = 0.0f;
   unsigned int k = i;
   unsigned int wraps = 0;
-  const float u0 = (xi - xi) / h;  // 0
-  // F at the boundary shared with the previous step (lo going right, hi going left).
-  float fNear = Direction > 0 ? F(std::max(-1.0f, u0)) : F(std::min(1.0f, u0));
+  // F at the boundary shared with the previous step (lo going right, hi
+  // going left); the first step starts at x_i itself, where F(0) = 0.
+  float fNear = 0.0f;
   for (;;) {
     unsigned int next = k;
     float sNext = s;
