@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <filesystem>
 
 #include "RecordTestSupport.h"
 #include "base/KbException.h"
@@ -239,22 +238,6 @@ TEST(KoMpMatrixToDeterminantExactSign, SubnormalInEveryRowFastAndExactUpToOrder1
       ExpectExactSign(values, exact, n);
       EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(250));
     }
-  }
-}
-
-// Nine golden files of every mode (sign, double, factors), orders 0 to 10:
-// the empty matrix, a swap, the 2^52 cancellation, 1..9 and random doubles,
-// sparse, near-singular and integer matrices, checked against GMP when the
-// framework wrote them; Recreate rewrites their outputs.
-const std::filesystem::path c_goldenDirectory = KOMATH_TEST_DATA_DIR "/math/numerics/unittests";
-
-TEST(KoMpMatrixToDeterminantExactSignGolden, ReplayThroughFramework) {
-  Determinant algorithm;
-  algorithm.SetUnitTestDirectory(c_goldenDirectory);
-  algorithm.initSubtests();
-  ASSERT_EQ(algorithm.getSubtestCount(), 9u);
-  for (unsigned int i = 0; i < algorithm.getSubtestCount(); ++i) {
-    EXPECT_EQ(algorithm.runUnitTest(i), KoUnitTest::ePassed) << i;
   }
 }
 

@@ -136,6 +136,8 @@ TEST(SvdTest, BreakdownThrowsWithoutMessageAndLeavesTheObjectUsable) {
   ASSERT_TRUE(svd.Compute(KoAlgorithm::eComputeDefault));
   svd.GetW(w);
   EXPECT_TRUE(w.GetSize() == 2 && w[0] == 4.0 && w[1] == 1.0);
+  svd.SetInput(a);  // the results are stale until the next Compute
+  EXPECT_THROW(svd.GetW(w), KbException);
 }
 
 }  // namespace
