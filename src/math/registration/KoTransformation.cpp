@@ -45,7 +45,7 @@ KbMatrix4Rf Translation(const KbVector3f& v) {
 
 // The image of the origin, (0, 0, 0, 1) · m divided by its w.
 KbVector3f OriginImage(const KbMatrix4Rf& m) {
-  return m.TransformPoint(KbVector3f(0.0f, 0.0f, 0.0f));
+  return m.TransformPoint(KbVector3f());
 }
 
 void DumpVector(KbStreamWriteASCIIT<wchar_t>& stream, const KbVector3f& v) {
