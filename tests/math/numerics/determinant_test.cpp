@@ -253,6 +253,7 @@ TEST(KoMpMatrixToDeterminantExactSignRecords, InputBytesBadElementSizeAndOlderAr
   const KoArray2D<double> matrix = MakeMatrix({0.5, -2.0, 3.0, 4.0});
   std::int32_t sign = 0;
   CRecordProbe probe, replay;
+  EXPECT_FALSE(replay.compareUnitTestResult());  // nothing read
   probe.SetInput(matrix, sign);
   KbStreamWriteBinaryMemory input;
   probe.serializeUnitTestInput(input);

@@ -61,9 +61,9 @@ TEST(KoConvolutionKernelFactory, GaussRowsBySigmaAreScipysWeights) {
   EXPECT_EQ(rows, 5);
   Factory::CreateGaussFilterSigma(0, 4, row);  // radius 0: the identity, as scipy skips sigma 0
   EXPECT_EQ(row, KbArray<float>{1});
-  ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(-1, 4, row); }, "sigma");
-  ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(INFINITY, 4, row); }, "sigma");
-  ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(1, NAN, row); }, "truncate");
+  ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(-1, 4, row); }, "sigma is");
+  ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(INFINITY, 4, row); }, "sigma is");
+  ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(1, NAN, row); }, "truncate is");
   ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(1e30f, 4, row); }, "8589934593");
   EXPECT_EQ(row, KbArray<float>{1});
 }
