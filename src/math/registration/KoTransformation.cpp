@@ -68,9 +68,9 @@ std::wstring Fixed12_3(float value) {
 
 }  // namespace
 
-KoTransformation::KoTransformation() {
-  m_matrix = compose();
-}
+// The default members compose to the identity, bit for bit, which is what
+// the matrix member starts as.
+KoTransformation::KoTransformation() = default;
 
 KoTransformation::KoTransformation(const KbVector3f& translation, const KbMatrix4Rf& rotation)
     : m_translation(translation), m_rotation(rotation) {

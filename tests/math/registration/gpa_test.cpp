@@ -165,7 +165,11 @@ TEST(KoMpGeneralizedProcrustesAnalysisTest, BadInputFailsOrThrows) {
   shapes.Resize(3);
   ASSERT_TRUE(gpa.Compute(0));
   KoTransformation t;
+  KbVector3f translation;
+  KbMatrix4Rf rotation;
   EXPECT_THROW(gpa.GetOutputOfShape(3, t), KbException);
+  EXPECT_THROW(gpa.GetOutputOfShape(3, translation, rotation), KbException);
+  EXPECT_THROW(gpa.GetRotationCenterOfShape(3), KbException);
   shapes[1][2].x = std::numeric_limits<float>::quiet_NaN();
   EXPECT_THROW(gpa.Compute(0), KbException);
   EXPECT_FALSE(gpa.IsCalculated());

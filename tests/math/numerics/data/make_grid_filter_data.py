@@ -15,7 +15,9 @@ for (w, h, d), (kw, kh, kd) in [((4, 1, 1), (13, 1, 1)), ((1, 1, 1), (5, 1, 1)),
                                 # overlapping last block and the scalar tail
                                 ((45, 6, 1), (5, 5, 1)), ((70, 1, 1), (1, 7, 1)),
                                 ((37, 4, 3), (3, 5, 7)), ((83, 3, 1), (17, 3, 1)),
-                                ((20, 3, 2), (3, 3, 1)), ((3, 2, 1), (9, 3, 1))]:
+                                ((20, 3, 2), (3, 3, 1)), ((3, 2, 1), (9, 3, 1)),
+                                # one inner column between two end blocks
+                                ((17, 2, 1), (17, 3, 1))]:
     grid, kernel = ints((d, h, w), 9), ints((kd, kh, kw), 4)
     kernel = grid if (w, h, d) == (kw, kh, kd) else kernel  # the grid as its own kernel
     outs = [ndimage.correlate(grid, kernel, mode=m) for m in MODES]
