@@ -153,7 +153,10 @@ TEST(TransformationTest, MatrixAssignmentDecomposesWithoutRepairs) {
   EXPECT_EQ(t.GetTranslation(), KbVector3f(5, 6, 7));
   EXPECT_TRUE(t == m);
   // A mirror stays in the rotation; a zero row makes its rotation row NaN.
+  // The pivot starts over at the origin.
+  t.SetRotationPivot(KbVector3f(1, 2, 3), false);
   t = KbMatrix4Rf(-3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
+  EXPECT_EQ(t.GetRotationPivot(), KbVector3f());
   EXPECT_EQ(t.GetScaling(), KbVector3f(3, 0, 1));
   EXPECT_EQ(t.GetRotation()(0, 0), -1.0f);
   EXPECT_TRUE(std::isnan(t.GetRotation()(1, 1)));
