@@ -173,6 +173,7 @@ TEST(KoMpGeneralizedProcrustesAnalysisTest, BadInputFailsOrThrows) {
   shapes[1][2].x = std::numeric_limits<float>::quiet_NaN();
   EXPECT_THROW(gpa.Compute(0), KbException);
   EXPECT_FALSE(gpa.IsCalculated());
+  EXPECT_THROW(gpa.GetRotationCenterOfShape(0), KbException);  // sized, but stale
   shapes = PerturbedCopies(random, 5, 3, 0.01f);
   for (KbVector3f& p : shapes[0]) p = {1, 2, 3};  // all reference landmarks equal
   EXPECT_THROW(gpa.Compute(0), KbException);
