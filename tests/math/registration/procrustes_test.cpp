@@ -248,18 +248,4 @@ TEST(KoProcrustesRecordsTest, CompareUnitTestResultToleranceBounds) {
   EXPECT_FALSE(replayWith(noRotation));
 }
 
-// Six golden files, one per flag set (none, eAllowReflection, ePlanar,
-// eTranslationOnly, eNormalizeScale | eApplyScaling, ePlanar |
-// eNormalizeScale), of noisy similarity copies of 24 random points, whose
-// rotations were checked against umeyama when written; Recreate rewrites
-// their outputs. Replayed on one object, whose scalings outlive a run.
-TEST(KoProcrustesGoldenTest, ReplayThroughFramework) {
-  KoProcrustes procrustes;
-  procrustes.SetUnitTestDirectory(KOMATH_TEST_DATA_DIR "/math/registration/unittests");
-  procrustes.initSubtests();
-  ASSERT_EQ(procrustes.getSubtestCount(), 6u);
-  for (unsigned int i = 0; i < procrustes.getSubtestCount(); ++i)
-    EXPECT_EQ(procrustes.runUnitTest(i), KoUnitTest::ePassed) << i;
-}
-
 }  // namespace
