@@ -160,6 +160,8 @@ TEST(KoProcrustesTest, BadInputFailsOrThrowsAndLeavesTheObjectUsable) {
   procrustes.GetFlags().SetBits(0);
   procrustes.SetInput(a, a);
   EXPECT_TRUE(procrustes.Compute(0));
+  procrustes.SetInput(a, same);  // stale until the next Compute
+  EXPECT_THROW(procrustes.GetOutput(translation), KbException);
 }
 
 // Input and output records of a computed probe.
