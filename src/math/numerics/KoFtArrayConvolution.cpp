@@ -18,18 +18,18 @@ inline float F(float u) {
   return (1.0f - std::fabs(u) * 0.5f) * u;
 }
 
-// Walks the cells right of x_i (Direction = +1) or left of it (-1) and adds
+// Walks the cells right of x_i (Right) or left of it (!Right) and adds
 // their shares to `acc`. The boundary in kernel units of one step is the
 // other boundary of the next, so each step divides once and reuses that
 // quotient, clamped the other way, as the next step's start: the same
 // float operations on the same operands as computing both boundaries anew.
-template <int Direction, class T>
+template <bool Right, class T>
 void Sweep(const float* x, const T* v, unsigned int n, unsigned int i, float h, bool periodic,
            float period, unsigned int maxWraps, T& acc) {
   const float xi = x[i];
-  const float reach = Direction > 0 ? xi + h : xi - h;
+  const float reach = Right ? xi + h : xi - h;
   // Skips h = 0, a NaN or infinite x_i and an h too small to move x_i.
-  if (!(Direction > 0 ? reach > xi : reach < xi)) return;
+  if (!(Right ? reach > xi : reach < xi)) return;
   float p = xi;
   float s = 0.0f;
   unsigned int k = i;
@@ -40,21 +40,21 @@ void Sweep(const float* x, const T* v, unsigned int n, unsigned int i, float h, 
   for (;;) {
     unsigned int next = k;
     float sNext = s;
-    if (Direction > 0 ? k + 1 == n : k == 0) {
+    if (Right ? k + 1 == n : k == 0) {
       if (periodic) {
         if (++wraps > maxWraps) return;
-        sNext = Direction > 0 ? s + period : s - period;
-        next = Direction > 0 ? 0 : n - 1;
+        sNext = Right ? s + period : s - period;
+        next = Right ? 0 : n - 1;
       } else {
-        sNext = Direction > 0 ? c_fInfinity : -c_fInfinity;  // the end cell reaches to infinity
+        sNext = Right ? c_fInfinity : -c_fInfinity;  // the end cell reaches to infinity
       }
     } else {
-      next = Direction > 0 ? k + 1 : k - 1;
+      next = Right ? k + 1 : k - 1;
     }
     const float q = x[next] + sNext;
     const float m = (q + p) * 0.5f;
     const float u = (m - xi) / h;
-    if (Direction > 0) {
+    if (Right) {
       acc += v[k] * (F(std::min(1.0f, u)) - fNear);
     } else {
       acc += v[k] * (fNear - F(std::max(-1.0f, u)));
@@ -62,8 +62,8 @@ void Sweep(const float* x, const T* v, unsigned int n, unsigned int i, float h, 
     p = q;
     k = next;
     s = sNext;
-    if (!(Direction > 0 ? m < reach : m > reach)) return;
-    fNear = Direction > 0 ? F(std::max(-1.0f, u)) : F(std::min(1.0f, u));
+    if (!(Right ? m < reach : m > reach)) return;
+    fNear = Right ? F(std::max(-1.0f, u)) : F(std::min(1.0f, u));
   }
 }
 
@@ -119,8 +119,8 @@ void KoFtArrayConvolution<T>::compute() {
   KbArray<T> result(n);  // zeroed
   for (unsigned int i = 0; i < n; ++i) {
     T acc = result[i];
-    Sweep<+1>(x, v, n, i, m_halfWidth, m_periodic, m_period, c_uiMaxWraps, acc);
-    Sweep<-1>(x, v, n, i, m_halfWidth, m_periodic, m_period, c_uiMaxWraps, acc);
+    Sweep<true>(x, v, n, i, m_halfWidth, m_periodic, m_period, c_uiMaxWraps, acc);
+    Sweep<false>(x, v, n, i, m_halfWidth, m_periodic, m_period, c_uiMaxWraps, acc);
     result[i] = acc;
   }
   m_pValues->Swap(result);  // the old storage goes with `result`
