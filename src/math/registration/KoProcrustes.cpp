@@ -63,11 +63,10 @@ void Centroids(const KbVector3f* a, const KbVector3f* b, unsigned int n, KbVecto
   c2 = sumB * inverse;
 }
 
-// Sums of the squared lengths of both centred sets, in index order.
+// Adds the squared lengths of both centred sets to sumA and sumB, in index
+// order.
 void SquaredSums(const KbVector3f* a, const KbVector3f* b, unsigned int n, const KbVector3f& c1,
                  const KbVector3f& c2, float& sumA, float& sumB) {
-  sumA = 0.0f;
-  sumB = 0.0f;
   for (unsigned int i = 0; i < n; ++i) {
     sumA += (a[i] - c1).SquaredLength();
     sumB += (b[i] - c2).SquaredLength();
