@@ -294,6 +294,17 @@ TEST(KoMpMatrixToDeterminantExactSignRecords, InputBytesBadElementSizeAndOlderAr
   KbStreamReadBinaryMemory factorsStream(factors.GetBuffer());
   replay.serializeUnitTestOutput(factorsStream);
   EXPECT_TRUE(replay.compareUnitTestResult());
+
+  double determinant = 0.0;  // the double mode replays too
+  probe.SetInput(matrix, determinant);
+  ASSERT_TRUE(probe.Compute(0));
+  KbStreamWriteBinaryMemory doubles;
+  probe.serializeUnitTestInput(doubles), probe.serializeUnitTestOutput(doubles);
+  KbStreamReadBinaryMemory doublesStream(doubles.GetBuffer());
+  replay.serializeUnitTestInput(doublesStream);
+  ASSERT_TRUE(replay.Compute(0));
+  replay.serializeUnitTestOutput(doublesStream);
+  EXPECT_TRUE(replay.compareUnitTestResult());
 }
 
 }  // namespace
