@@ -58,6 +58,7 @@ TEST(TransformationTest, ComposesTheFourFactorsInOrderBitForBit) {
     x.SetRotationPivot(p, false);
     x.SetScalingPivot(s);  // stored, but not composed
     EXPECT_TRUE(SameBits(x, Composed(t, r, p, s)));
+    EXPECT_TRUE(SameBits(KoTransformation(t, r), Composed(t, r, {}, {1, 1, 1})));
   }
   KoTransformation infinite;  // zeros take part, so an infinity spreads as NaN
   infinite.SetScaling(INFINITY, 1.0f, 1.0f);
