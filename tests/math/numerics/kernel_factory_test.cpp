@@ -59,6 +59,8 @@ TEST(KoConvolutionKernelFactory, GaussRowsBySigmaAreScipysWeights) {
     EXPECT_EQ(row.GetSize(), k) << line;
   }
   EXPECT_EQ(rows, 5);
+  Factory::CreateGaussFilterSigma(1000, 4, row);  // a row is checked as one side, not a square
+  EXPECT_EQ(row.GetSize(), 8001u);
   Factory::CreateGaussFilterSigma(0, 4, row);  // radius 0: the identity, as scipy skips sigma 0
   EXPECT_EQ(row, KbArray<float>{1});
   ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(-1, 4, row); }, "sigma is");
