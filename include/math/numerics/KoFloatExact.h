@@ -154,10 +154,11 @@ class KOMATH_API KoFloatExact : public ISerializable {
 
   static constexpr std::uint32_t c_uiInlineCapacity = 2;
 
-  std::uint32_t m_uiCount;
-  std::uint32_t m_uiCapacity;
-  CNormalizedFloat* m_pComponents;
-  CNormalizedFloat m_inline[c_uiInlineCapacity];
+  // Every constructor starts from empty inline storage.
+  std::uint32_t m_uiCount = 0;
+  std::uint32_t m_uiCapacity = c_uiInlineCapacity;
+  CNormalizedFloat* m_pComponents = m_inline;
+  CNormalizedFloat m_inline[c_uiInlineCapacity] = {};
 };
 
 // The array record of exact numbers: u32 marker 0xFFFFFFFF, version 1, u32

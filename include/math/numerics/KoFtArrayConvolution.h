@@ -111,6 +111,8 @@ class KOMATH_API KoFtArrayConvolution : public KoFtAlgorithm {
   struct SUnitTestData;
 
   float m_halfWidth = 0.0f;
+  // SetInput sets m_pPositions and m_pValues together: both are null
+  // until the first SetInput, neither afterwards.
   const KbArray<float>* m_pPositions = nullptr;
   bool m_periodic = false;
   float m_period = 0.0f;

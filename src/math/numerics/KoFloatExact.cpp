@@ -253,18 +253,15 @@ KoFloatExact::KoFloatExact(float value) : KoFloatExact(static_cast<double>(value
 
 KoFloatExact::KoFloatExact(double value) : KoFloatExact(CArithmetic::Normalize(value)) {}
 
-KoFloatExact::KoFloatExact(const CNormalizedFloat& component)
-    : m_uiCount(1), m_uiCapacity(c_uiInlineCapacity), m_pComponents(m_inline), m_inline{} {
+KoFloatExact::KoFloatExact(const CNormalizedFloat& component) : m_uiCount(1) {
   m_inline[0] = component;
 }
 
-KoFloatExact::KoFloatExact(const KoFloatExact& other)
-    : m_uiCount(0), m_uiCapacity(c_uiInlineCapacity), m_pComponents(m_inline), m_inline{} {
+KoFloatExact::KoFloatExact(const KoFloatExact& other) {
   *this = other;
 }
 
-KoFloatExact::KoFloatExact(KoFloatExact&& other) noexcept
-    : m_uiCount(0), m_uiCapacity(c_uiInlineCapacity), m_pComponents(m_inline), m_inline{} {
+KoFloatExact::KoFloatExact(KoFloatExact&& other) noexcept {
   takeFrom(other);
 }
 

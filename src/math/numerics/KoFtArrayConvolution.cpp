@@ -18,43 +18,43 @@ inline float F(float u) {
   return (1.0f - std::fabs(u) * 0.5f) * u;
 }
 
-// Walks the cells right of x_i (Direction = +1) or left of it (-1) and adds
+// Walks the cells right of x_i (Right) or left of it (!Right) and adds
 // their shares to `acc`. The boundary in kernel units of one step is the
 // other boundary of the next, so each step divides once and reuses that
 // quotient, clamped the other way, as the next step's start: the same
 // float operations on the same operands as computing both boundaries anew.
-template <int Direction, class T>
+template <bool Right, class T>
 void Sweep(const float* x, const T* v, unsigned int n, unsigned int i, float h, bool periodic,
            float period, unsigned int maxWraps, T& acc) {
   const float xi = x[i];
-  const float reach = Direction > 0 ? xi + h : xi - h;
+  const float reach = Right ? xi + h : xi - h;
   // Skips h = 0, a NaN or infinite x_i and an h too small to move x_i.
-  if (!(Direction > 0 ? reach > xi : reach < xi)) return;
+  if (!(Right ? reach > xi : reach < xi)) return;
   float p = xi;
   float s = 0.0f;
   unsigned int k = i;
   unsigned int wraps = 0;
-  const float u0 = (xi - xi) / h;  // 0
-  // F at the boundary shared with the previous step (lo going right, hi going left).
-  float fNear = Direction > 0 ? F(std::max(-1.0f, u0)) : F(std::min(1.0f, u0));
+  // F at the boundary shared with the previous step (lo going right, hi
+  // going left); the first step starts at x_i itself, where F(0) = 0.
+  float fNear = 0.0f;
   for (;;) {
     unsigned int next = k;
     float sNext = s;
-    if (Direction > 0 ? k + 1 == n : k == 0) {
+    if (Right ? k + 1 == n : k == 0) {
       if (periodic) {
         if (++wraps > maxWraps) return;
-        sNext = Direction > 0 ? s + period : s - period;
-        next = Direction > 0 ? 0 : n - 1;
+        sNext = Right ? s + period : s - period;
+        next = Right ? 0 : n - 1;
       } else {
-        sNext = Direction > 0 ? c_fInfinity : -c_fInfinity;  // the end cell reaches to infinity
+        sNext = Right ? c_fInfinity : -c_fInfinity;  // the end cell reaches to infinity
       }
     } else {
-      next = Direction > 0 ? k + 1 : k - 1;
+      next = Right ? k + 1 : k - 1;
     }
     const float q = x[next] + sNext;
     const float m = (q + p) * 0.5f;
     const float u = (m - xi) / h;
-    if (Direction > 0) {
+    if (Right) {
       acc += v[k] * (F(std::min(1.0f, u)) - fNear);
     } else {
       acc += v[k] * (fNear - F(std::max(-1.0f, u)));
@@ -62,8 +62,8 @@ void Sweep(const float* x, const T* v, unsigned int n, unsigned int i, float h, 
     p = q;
     k = next;
     s = sNext;
-    if (!(Direction > 0 ? m < reach : m > reach)) return;
-    fNear = Direction > 0 ? F(std::max(-1.0f, u)) : F(std::min(1.0f, u));
+    if (!(Right ? m < reach : m > reach)) return;
+    fNear = Right ? F(std::max(-1.0f, u)) : F(std::min(1.0f, u));
   }
 }
 
@@ -104,7 +104,7 @@ void KoFtArrayConvolution<T>::SetInput(float halfWidth, const KbArray<float>& po
 
 template <class T>
 bool KoFtArrayConvolution<T>::checkPreConditions() const {
-  if (!(m_halfWidth >= 0.0f) || m_pPositions == nullptr || m_pValues == nullptr) return false;
+  if (!(m_halfWidth >= 0.0f) || m_pValues == nullptr) return false;
   if (m_pPositions->GetSize() != m_pValues->GetSize()) return false;
   if (!m_periodic) return true;
   return m_period > 0.0f && m_halfWidth <= c_fMaxPeriodsPerHalfWidth * m_period;
@@ -119,8 +119,8 @@ void KoFtArrayConvolution<T>::compute() {
   KbArray<T> result(n);  // zeroed
   for (unsigned int i = 0; i < n; ++i) {
     T acc = result[i];
-    Sweep<+1>(x, v, n, i, m_halfWidth, m_periodic, m_period, c_uiMaxWraps, acc);
-    Sweep<-1>(x, v, n, i, m_halfWidth, m_periodic, m_period, c_uiMaxWraps, acc);
+    Sweep<true>(x, v, n, i, m_halfWidth, m_periodic, m_period, c_uiMaxWraps, acc);
+    Sweep<false>(x, v, n, i, m_halfWidth, m_periodic, m_period, c_uiMaxWraps, acc);
     result[i] = acc;
   }
   m_pValues->Swap(result);  // the old storage goes with `result`
@@ -128,7 +128,7 @@ void KoFtArrayConvolution<T>::compute() {
 
 template <class T>
 void KoFtArrayConvolution<T>::serializeUnitTestInput(KbStreamWriteBinary& stream) const {
-  if (m_pPositions == nullptr || m_pValues == nullptr) {
+  if (m_pValues == nullptr) {
     throw KbException("KoFtArrayConvolution: unit-test input written without positions or values");
   }
   stream.WriteVersion(c_uiInputVersion);
@@ -187,7 +187,8 @@ void KoFtArrayConvolution<T>::serializeUnitTestOutput(KbStreamReadBinary& stream
 
 template <class T>
 bool KoFtArrayConvolution<T>::compareUnitTestResult() const {
-  if (!m_pUnitTest || !m_pUnitTest->inputRead || !m_pUnitTest->outputRead || !m_pValues) {
+  // Reading the input record ran SetInput, so the values are set.
+  if (!m_pUnitTest || !m_pUnitTest->inputRead || !m_pUnitTest->outputRead) {
     throw KbException("KoFtArrayConvolution: no stored unit-test input and output to compare");
   }
   const KbArray<T>& expected = m_pUnitTest->expected;

@@ -75,20 +75,15 @@ bool KoMpGeneralizedProcrustesAnalysis::checkPreConditions() const {
 }
 
 void KoMpGeneralizedProcrustesAnalysis::compute() {
+  // Every alignment pass writes all results of every shape (or throws), and
+  // initializeMeanShape assigns the whole mean: only the sizes are set here.
   const std::uint32_t k = m_shapeCount;
   m_scalings.Resize(k);
   m_centers.Resize(k);
   m_translations.Resize(k);
   m_rotations.Resize(k);
   m_correctedLandmarks.Resize(k);
-  for (std::uint32_t i = 0; i < k; ++i) {
-    m_scalings[i] = 0.0f;
-    m_centers[i] = KbVector3f();
-    m_translations[i] = KbVector3f();
-    m_rotations[i] = KbMatrix4Rf();
-    m_correctedLandmarks[i].Resize(m_landmarkCount);
-  }
-  m_meanShape.Resize(m_landmarkCount);
+  for (KbArray<KbVector3f>& corrected : m_correctedLandmarks) corrected.Resize(m_landmarkCount);
   m_firstPass = true;
   m_roundCount = 0;
 

@@ -23,15 +23,16 @@ constexpr float c_fScalingTolerance = 0x1p-23f;
 
 using Matrix3d = KoMatrixFixed<double, 3, 3>;
 
-// a * diag(d) * b^T, each element summed over k = 0, 1, 2 in that order,
-// with the diagonal applied to a's columns first.
-Matrix3d TimesDiagonalTimesTransposed(const Matrix3d& a, const double (&d)[3], const Matrix3d& b) {
+// a * diag(1, d1, d2) * b^T, each element summed over k = 0, 1, 2 in that
+// order, with the diagonal applied to a's columns first. The first axis
+// never takes the reflection correction, so it has no factor.
+Matrix3d TimesDiagonalTimesTransposed(const Matrix3d& a, double d1, double d2, const Matrix3d& b) {
   Matrix3d m;
   for (unsigned int i = 0; i < 3; ++i) {
     for (unsigned int j = 0; j < 3; ++j) {
-      double sum = (a(i, 0) * d[0]) * b(j, 0);
-      sum += (a(i, 1) * d[1]) * b(j, 1);
-      sum += (a(i, 2) * d[2]) * b(j, 2);
+      double sum = a(i, 0) * b(j, 0);
+      sum += (a(i, 1) * d1) * b(j, 1);
+      sum += (a(i, 2) * d2) * b(j, 2);
       m(i, j) = sum;
     }
   }
@@ -41,8 +42,7 @@ Matrix3d TimesDiagonalTimesTransposed(const Matrix3d& a, const double (&d)[3], c
 // det(V U^T) by cofactors: of the upper-left 2x2 block in the planar case,
 // else along the first row of the 3x3 product.
 double DeterminantOfProduct(const Matrix3d& v, const Matrix3d& u, bool planar) {
-  const double ones[3] = {1.0, 1.0, 1.0};
-  const Matrix3d m = TimesDiagonalTimesTransposed(v, ones, u);
+  const Matrix3d m = TimesDiagonalTimesTransposed(v, 1.0, 1.0, u);
   if (planar) return m(0, 0) * m(1, 1) - m(0, 1) * m(1, 0);
   return m(0, 0) * (m(1, 1) * m(2, 2) - m(1, 2) * m(2, 1)) -
          m(0, 1) * (m(1, 0) * m(2, 2) - m(1, 2) * m(2, 0)) +
@@ -63,11 +63,10 @@ void Centroids(const KbVector3f* a, const KbVector3f* b, unsigned int n, KbVecto
   c2 = sumB * inverse;
 }
 
-// Sums of the squared lengths of both centred sets, in index order.
+// Adds the squared lengths of both centred sets to sumA and sumB, in index
+// order.
 void SquaredSums(const KbVector3f* a, const KbVector3f* b, unsigned int n, const KbVector3f& c1,
                  const KbVector3f& c2, float& sumA, float& sumB) {
-  sumA = 0.0f;
-  sumB = 0.0f;
   for (unsigned int i = 0; i < n; ++i) {
     sumA += (a[i] - c1).SquaredLength();
     sumB += (b[i] - c2).SquaredLength();
@@ -179,7 +178,6 @@ void KoProcrustes::compute() {
   }
 
   const bool planar = m_flags.IsSet(ePlanar);
-  const unsigned int order = planar ? 2 : 3;
   const KoArray2D<double> h = planar
                                   ? CovarianceMatrix<2>(a, b, n, m_firstCenter, m_secondCenter,
                                                         normalize, m_firstScaling, m_secondScaling)
@@ -200,10 +198,11 @@ void KoProcrustes::compute() {
   const Matrix3d u = ToFixed<double, 3, 3>(uFactor);
   const Matrix3d v = ToFixed<double, 3, 3>(vFactor);
 
-  // d is about +1 or -1 and is used unrounded.
-  double d[3] = {1.0, 1.0, 1.0};
-  if (!m_flags.IsSet(eAllowReflection)) d[order - 1] = DeterminantOfProduct(v, u, planar);
-  const Matrix3d r = TimesDiagonalTimesTransposed(v, d, u);
+  // The last axis of the problem (y in the plane, else z) takes det(V U^T),
+  // about +1 or -1 and used unrounded.
+  const double d = m_flags.IsSet(eAllowReflection) ? 1.0 : DeterminantOfProduct(v, u, planar);
+  const Matrix3d r = planar ? TimesDiagonalTimesTransposed(v, d, 1.0, u)
+                            : TimesDiagonalTimesTransposed(v, 1.0, d, u);
 
   // R maps column vectors; the row-vector matrix is its transpose.
   for (unsigned int i = 0; i < 3; ++i) {

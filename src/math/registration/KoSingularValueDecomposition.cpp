@@ -99,7 +99,7 @@ void Decompose(MatrixA& a, T* const w, MatrixV& v) {
       }
     }
     const T bound = std::fabs(w[i]) + std::fabs(rv1[i]);
-    anorm = anorm > bound ? anorm : bound;
+    anorm = std::max(bound, anorm);  // a NaN bound becomes the norm
   }
 
   // Accumulation of the right-hand transformations.

@@ -45,7 +45,7 @@ KbMatrix4Rf Translation(const KbVector3f& v) {
 
 // The image of the origin, (0, 0, 0, 1) · m divided by its w.
 KbVector3f OriginImage(const KbMatrix4Rf& m) {
-  return m.TransformPoint(KbVector3f(0.0f, 0.0f, 0.0f));
+  return m.TransformPoint(KbVector3f());
 }
 
 void DumpVector(KbStreamWriteASCIIT<wchar_t>& stream, const KbVector3f& v) {
@@ -68,9 +68,9 @@ std::wstring Fixed12_3(float value) {
 
 }  // namespace
 
-KoTransformation::KoTransformation() {
-  m_matrix = compose();
-}
+// The default members compose to the identity, bit for bit, which is what
+// the matrix member starts as.
+KoTransformation::KoTransformation() = default;
 
 KoTransformation::KoTransformation(const KbVector3f& translation, const KbMatrix4Rf& rotation)
     : m_translation(translation), m_rotation(rotation) {

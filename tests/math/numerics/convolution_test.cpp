@@ -158,6 +158,15 @@ TEST(KoFtArrayConvolutionRecords, BytesReplayNaNAndMissingRecords) {
   ASSERT_TRUE(replay.Compute(0));
   replay.serializeUnitTestOutput(stream);
   EXPECT_TRUE(replay.compareUnitTestResult());
+  KbStreamReadBinaryMemory again(record);  // a new input drops the expected output
+  replay.serializeUnitTestInput(again);
+  EXPECT_THROW(replay.compareUnitTestResult(), KbException);
+  KbArray<KbVector2f> other{{5, 6}, {7, 8}};
+  replay.SetInput(0.75f, x, true, 4.0f, other);  // the caller's values are written
+  KbStreamWriteBinaryMemory rewritten;
+  replay.serializeUnitTestInput(rewritten);
+  const ko_test::Bytes tail = ko_test::Pack(5.f, 6.f, 7.f, 8.f);
+  EXPECT_TRUE(std::equal(tail.begin(), tail.end(), rewritten.GetBuffer().end() - 16));
 
   KbArray<float> nan{1, NAN};  // a NaN result differs from itself, also the last one
   CProbe<float> floats;

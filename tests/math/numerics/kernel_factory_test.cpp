@@ -59,11 +59,13 @@ TEST(KoConvolutionKernelFactory, GaussRowsBySigmaAreScipysWeights) {
     EXPECT_EQ(row.GetSize(), k) << line;
   }
   EXPECT_EQ(rows, 5);
+  Factory::CreateGaussFilterSigma(1000, 4, row);  // a row is checked as one side, not a square
+  EXPECT_EQ(row.GetSize(), 8001u);
   Factory::CreateGaussFilterSigma(0, 4, row);  // radius 0: the identity, as scipy skips sigma 0
   EXPECT_EQ(row, KbArray<float>{1});
-  ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(-1, 4, row); }, "sigma");
-  ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(INFINITY, 4, row); }, "sigma");
-  ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(1, NAN, row); }, "truncate");
+  ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(-1, 4, row); }, "sigma is");
+  ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(INFINITY, 4, row); }, "sigma is");
+  ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(1, NAN, row); }, "truncate is");
   ExpectThrowNaming([&] { Factory::CreateGaussFilterSigma(1e30f, 4, row); }, "8589934593");
   EXPECT_EQ(row, KbArray<float>{1});
 }
@@ -149,9 +151,10 @@ TEST(KoConvolutionKernelFactory, EllipsesOnTheSmallestOddGridAndBadRadii) {
   ExpectThrowNaming([&] { Factory::CreateMeanFilter(1u << 23, row); }, "16777217 kernel");
   Factory::CreateMeanFilter((1u << 23) - 1, row);  // 2^24 - 1 cells: within the bound
   EXPECT_EQ(sphere.GetWidth(), 1u);
-  Factory::CreateNeighbourhoodExistence(2047, square);  // 4095^2 cells: within it too
+  // 3 x 5592405 cells, where 5592405 = 2^24 / 3 rounded down: on the bound.
+  Factory::CreateEllipse(1, 2796202, square);
   Factory::CreateEllipsoid(0, 5000, 0, sphere);
-  EXPECT_TRUE(square.GetWidth() == 4095 && sphere.GetHeight() == 10001);
+  EXPECT_TRUE(square.GetHeight() == 5592405 && sphere.GetHeight() == 10001);
   Factory::CreateSphere(1, sphere);
   EXPECT_EQ(std::count(sphere.GetData(), sphere.GetData() + 27, 1.0f), 7);  // centre and faces
 }

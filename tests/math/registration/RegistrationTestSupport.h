@@ -1,5 +1,5 @@
 // Helpers of the registration tests: an observer that counts, random point sets and similarities,
-// conversions to Eigen, and Eigen's umeyama as the reference.
+// conversions to Eigen.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -71,12 +71,6 @@ inline Eigen::Matrix3Xd ToEigen(const Points& points) {
   for (unsigned int i = 0; i < points.GetSize(); ++i)
     m.col(i) << points[i].x, points[i].y, points[i].z;
   return m;
-}
-
-// Eigen's least-squares similarity (Umeyama 1991) mapping `moving` onto
-// `target` in double precision, 4x4 column-vector form.
-inline Eigen::Matrix4d Umeyama(const Points& target, const Points& moving, bool withScaling) {
-  return Eigen::umeyama(ToEigen(moving), ToEigen(target), withScaling);
 }
 
 // Largest distance between m applied to a point of `a` and its partner in `b`.

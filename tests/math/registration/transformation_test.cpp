@@ -58,6 +58,7 @@ TEST(TransformationTest, ComposesTheFourFactorsInOrderBitForBit) {
     x.SetRotationPivot(p, false);
     x.SetScalingPivot(s);  // stored, but not composed
     EXPECT_TRUE(SameBits(x, Composed(t, r, p, s)));
+    EXPECT_TRUE(SameBits(KoTransformation(t, r), Composed(t, r, {}, {1, 1, 1})));
   }
   KoTransformation infinite;  // zeros take part, so an infinity spreads as NaN
   infinite.SetScaling(INFINITY, 1.0f, 1.0f);
@@ -153,15 +154,19 @@ TEST(TransformationTest, MatrixAssignmentDecomposesWithoutRepairs) {
   EXPECT_EQ(t.GetTranslation(), KbVector3f(5, 6, 7));
   EXPECT_TRUE(t == m);
   // A mirror stays in the rotation; a zero row makes its rotation row NaN.
+  // The pivot starts over at the origin.
+  t.SetRotationPivot(KbVector3f(1, 2, 3), false);
   t = KbMatrix4Rf(-3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
+  EXPECT_EQ(t.GetRotationPivot(), KbVector3f());
   EXPECT_EQ(t.GetScaling(), KbVector3f(3, 0, 1));
   EXPECT_EQ(t.GetRotation()(0, 0), -1.0f);
   EXPECT_TRUE(std::isnan(t.GetRotation()(1, 1)));
-  // The argument may be the object's own rotation.
-  t.SetRotation(KbMatrix4Rf(0, 4, 0, 0, -4, 0, 0, 0, 0, 0, 4, 0, 0, 0, 0, 1));
+  // The argument may be the object's own rotation: 30 times the rotation
+  // of the quaternion (1, 2, 3, 4), rows of length 30 with no zero entry.
+  t.SetRotation(KbMatrix4Rf(-20, 4, 22, 0, 20, -10, 20, 0, 10, 28, 4, 0, 0, 0, 0, 1));
   t = t.GetRotation();
-  EXPECT_EQ(t.GetScaling(), KbVector3f(4, 4, 4));
-  EXPECT_EQ(t.GetRotation()(0, 1), 1.0f);
+  EXPECT_EQ(t.GetScaling(), KbVector3f(30, 30, 30));
+  EXPECT_EQ(t.GetRotation()(0, 1), 4.0f / 30.0f);  // 4 (1/30) rounds as 4/30 does
 }
 
 }  // namespace

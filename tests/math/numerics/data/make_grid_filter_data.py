@@ -10,7 +10,14 @@ ints = lambda shape, bound: rng.integers(-bound, bound + 1, size=shape).astype(f
 lines = []  # kind w h d kw kh kd, grid [z, y, x], kernel or rows x, y, z, one output per mode
 for (w, h, d), (kw, kh, kd) in [((4, 1, 1), (13, 1, 1)), ((1, 1, 1), (5, 1, 1)),
                                 ((3, 2, 1), (7, 5, 1)), ((3, 2, 2), (5, 5, 5)),
-                                ((2, 3, 1), (3, 7, 3)), ((3, 3, 3), (3, 3, 3))]:
+                                ((2, 3, 1), (3, 7, 3)), ((3, 3, 3), (3, 3, 3)),
+                                # widths for the 64-, 32- and 8-wide blocks, the
+                                # overlapping last block and the scalar tail
+                                ((45, 6, 1), (5, 5, 1)), ((70, 1, 1), (1, 7, 1)),
+                                ((37, 4, 3), (3, 5, 7)), ((83, 3, 1), (17, 3, 1)),
+                                ((20, 3, 2), (3, 3, 1)), ((3, 2, 1), (9, 3, 1)),
+                                # one inner column between two end blocks
+                                ((17, 2, 1), (17, 3, 1))]:
     grid, kernel = ints((d, h, w), 9), ints((kd, kh, kw), 4)
     kernel = grid if (w, h, d) == (kw, kh, kd) else kernel  # the grid as its own kernel
     outs = [ndimage.correlate(grid, kernel, mode=m) for m in MODES]
