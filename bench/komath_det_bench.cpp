@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "ExactDeterminant.h"
-#include "apps/GmpBareiss.h"
+#include "GmpBareiss.h"
 #include "math/numerics/KoMpMatrixToDeterminantExactSign.h"
 
 namespace {

@@ -1,6 +1,5 @@
-// The exact reference of the determinant tests and benchmark: Bareiss'
-// fraction-free elimination in GMP integers, sharing nothing with the
-// residues and Chinese remaindering of komath's DetExact.
+// The peer of the exact-determinant benchmark: Bareiss' fraction-free
+// elimination in GMP integers, on the matrix scaled by one power of two.
 #pragma once
 
 #include <gmpxx.h>
