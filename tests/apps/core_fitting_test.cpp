@@ -72,6 +72,12 @@ TEST(FitTest, BadInputIsAnInputError) {
   EXPECT_THROW(komath::Fit(x, y, {}, 3), komath::InputError);  // too few points
   EXPECT_EQ(komath::Fit(same, y, {}, 0).coefficients[0], 2);   // a constant has one
   EXPECT_THROW(komath::Fit(x, std::span<const double>(y).first(2), {}, 1), komath::InputError);
+  try {  // a sigma of 0 is refused as such, not by what it would break later
+    komath::Fit(x, y, std::vector<double>{1, 0, 1}, 1);
+    ADD_FAILURE() << "sigma 0 accepted";
+  } catch (const komath::InputError& e) {
+    EXPECT_STREQ(e.what(), "fit: sigma 0.000000 is not positive");
+  }
 }
 
 // The tent's weights sum to one and it is symmetric: a line on a uniform

@@ -161,6 +161,7 @@ TEST(AlignTest, MirrorPairsAreReflectedOnlyWhenAllowed) {
             data.sections.at(reflect ? "mirror_reflect" : "mirror_proper");
         const komath::AlignResult r =
             komath::Align(target, source, dimension, {.allowReflection = reflect});
+        EXPECT_EQ(r.dimension, dimension);
         for (std::size_t i = 0; i < d; ++i) {
           for (std::size_t j = 0; j < d; ++j) {
             EXPECT_NEAR(r.rotation[i * dimension + j], ref[i * d + j], c_floatTolerance)
