@@ -25,8 +25,11 @@
 //   determinant.SetInput(matrix, sign);
 //   if (determinant.Compute(0)) ...
 //
-// Compute returns false, writing nothing, when the matrix is not square or
-// the outputs are inconsistent (see checkPreConditions). The static Compute
+// Compute returns false, writing nothing, when the matrix is not square,
+// has an infinite or NaN entry, or the outputs are inconsistent (see
+// checkPreConditions). Non-finite entries are refused because the exact
+// numbers would carry them along and grow without end (from order 5 on,
+// beyond any time and memory) towards a sign that means nothing. The static Compute
 // functions do the same work without the framework.
 //
 // Sign-only mode first tries TrySignInDoubles, a floating-point filter with
@@ -36,8 +39,8 @@
 // multi-limb integers up to order 6 (entries of at most 64 bits), else
 // modulo a few 62-bit primes (Chinese remaindering in mixed radix), either
 // against the filter's or Hadamard's bound. Only
-// matrices with non-finite entries, or spanning thousands of binary orders
-// of magnitude, are left to the exact elimination.
+// matrices spanning thousands of binary orders of magnitude are left to the
+// exact elimination.
 //
 // Double mode: the result is the product of the diagonal pivots' largest
 // components (KoFloatExact::GetApproximation) with the pivot powers divided
@@ -83,7 +86,7 @@ class KOMATH_API KoMpMatrixToDeterminantExactSign : public KoMpAlgorithm {
   using KoAlgorithm::Compute;
 
   // One-call forms; each returns false (writing nothing) for a matrix that
-  // is not square. Sign only:
+  // is not square or has a non-finite entry. Sign only:
   static bool Compute(const KoArray2D<double>& matrix, std::int32_t& sign);
   // Also sign only: `determinant` keeps its value.
   static bool Compute(const KoArray2D<double>& matrix, double& determinant, std::int32_t& sign);
@@ -111,7 +114,7 @@ class KOMATH_API KoMpMatrixToDeterminantExactSign : public KoMpAlgorithm {
                                        double entryRadius);
 
  protected:
-  // True when the matrix is set and square, a determinant or a sign is
+  // True when the matrix is set, square and finite, a determinant or a sign is
   // requested, numerator and denominator are both set or both null, and
   // a determinant is not requested together with the factor arrays.
   bool checkPreConditions() const override;

@@ -14,7 +14,7 @@ namespace KbMatrixInvertPortable {
 // Lane l of P_k.
 template <class T>
 inline T SignedColumnLane(const T* m, unsigned int k, unsigned int lane) {
-  static constexpr unsigned int kRowOfLane[4] = {1, 0, 3, 2};
+  static constexpr unsigned int kRowOfLane[] = {1, 0, 3, 2};
   const T value = m[4 * kRowOfLane[lane] + k];
   return (lane & 1u) != 0 ? -value : value;
 }

@@ -54,7 +54,7 @@ void KoFunctionRampSpline<T>::Evaluate(std::span<const T> x, std::span<T> y) con
   const T start = this->GetStart(), length = this->GetLength(), end = length + start;
   const T low = this->GetMin(), high = this->GetMax(), range = high - low;
   const KoInterpolationPolynomHermite<T>& polynom = *m_polynom;
-  const T c[4] = {polynom.GetStartValue(), polynom.GetStartTangent(), polynom.GetEndValue(),
+  const T c[] = {polynom.GetStartValue(), polynom.GetStartTangent(), polynom.GetEndValue(),
                   polynom.GetEndTangent()};
   ko_formula::WithFixedHermiteTerms(polynom.GetTermMask(), [&](auto used) {
     for (std::size_t i = 0; i < x.size(); ++i) {

@@ -58,7 +58,7 @@ std::uint64_t HalfSide(const char* function, const char* argument, float radius)
   }
   // Beyond 2^32 the side is far too large anyway; the bound keeps 2h + 1
   // within 64 bits.
-  const float halfSide = std::min(std::floor(radius), 4294967296.0f);
+  const float halfSide = std::min(std::floor(radius), 0x1p32f);
   return static_cast<std::uint64_t>(halfSide);
 }
 
@@ -110,7 +110,7 @@ void KoConvolutionKernelFactory::CreateGaussFilterSigma(float sigma, float trunc
   }
   // Both below 2^128, so the product is finite in double.
   const double reach = std::floor(double(truncate) * double(sigma) + 0.5);
-  const std::uint64_t radius = static_cast<std::uint64_t>(std::min(reach, 4294967296.0));
+  const std::uint64_t radius = static_cast<std::uint64_t>(std::min(reach, 0x1p32));
   const unsigned int side = Side("CreateGaussFilterSigma", "sigma * truncate", radius, 1);
   KbArray<float> weights(side);
   if (radius == 0) {  // a single weight: 1, also for sigma 0 (0 / 0 in the exponent)
@@ -184,7 +184,7 @@ void KoConvolutionKernelFactory::CreateSobelKernels(KoArray3D<float>& dx, KoArra
 }
 
 void KoConvolutionKernelFactory::CreateScharrKernels(KoArray2D<float>& dx, KoArray2D<float>& dy) {
-  const int smoothing[3] = {3, 10, 3};
+  const int smoothing[] = {3, 10, 3};
   KoArray2D<float> x(3, 3), y(3, 3);
   for (int j = 0; j < 3; ++j) {
     for (int i = 0; i < 3; ++i) {

@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <cmath>
+#include <limits>
 #include <memory_resource>
 #include <span>
 #include <utility>
@@ -199,8 +200,9 @@ struct SIntegerMatrix {
   bool hasZeroRow = false;
 };
 
+// ceil(log2 n) for n >= 1.
 unsigned int CeilLog2(unsigned int n) {
-  return n <= 1 ? 0 : static_cast<unsigned int>(std::bit_width(n - 1));
+  return static_cast<unsigned int>(std::bit_width(n - 1));
 }
 
 // `storage` holds order x order entries.
@@ -210,17 +212,17 @@ SIntegerMatrix ScaleRows(const double* values, unsigned int order,
   matrix.order = order;
   matrix.entries = storage;
   for (unsigned int i = 0; i < order; ++i) {
-    std::int32_t lowest = 0, highest = 0;
-    bool any = false;
+    // lowest > highest until a non-zero entry is seen.
+    std::int32_t lowest = std::numeric_limits<std::int32_t>::max();
+    std::int32_t highest = std::numeric_limits<std::int32_t>::min();
     for (unsigned int j = 0; j < order; ++j) {
       SIntegerEntry& entry = matrix.entries[std::size_t(i) * order + j];
       entry = Decompose(values[std::size_t(i) * order + j]);
       if (entry.mantissa == 0) continue;
-      lowest = any ? std::min(lowest, entry.exponent) : entry.exponent;
-      highest = any ? std::max(highest, entry.exponent) : entry.exponent;
-      any = true;
+      lowest = std::min(lowest, entry.exponent);
+      highest = std::max(highest, entry.exponent);
     }
-    if (!any) {
+    if (lowest > highest) {
       matrix.hasZeroRow = true;
       return matrix;
     }
@@ -601,9 +603,6 @@ std::int32_t SymmetricSign(std::span<const std::uint64_t> digits) {
 
 bool KoModularDeterminantSign(const double* values, unsigned int order, std::int32_t& sign,
                               std::optional<std::int64_t> magnitudeBits) {
-  for (std::size_t e = 0; e < std::size_t(order) * order; ++e) {
-    if (!std::isfinite(values[e])) return false;
-  }
   if (order == 0) {
     sign = 1;  // the empty product
     return true;

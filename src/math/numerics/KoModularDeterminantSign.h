@@ -23,13 +23,12 @@
 #include <optional>
 
 // True with the exact sign in `sign`; false, leaving `sign` untouched, for
-// a matrix with a non-finite entry or whose bound needs more than 448
-// primes (never up to order 12; beyond it, rows spanning thousands of
-// binary orders of magnitude, or very large orders).
+// a matrix whose bound needs more than 448 primes (never up to order 12; beyond it, rows spanning
+// thousands of binary orders of magnitude, or very large orders).
 //
 // `magnitudeBits`, when known (from the floating-point filter), says that
 // |det| < 2^magnitudeBits for the entries read as above; the primes then
 // only need to exceed twice that bound in the scaled integers, when it is
-// below Hadamard's.
+// below Hadamard's. Every entry must be finite.
 bool KoModularDeterminantSign(const double* values, unsigned int order, std::int32_t& sign,
                               std::optional<std::int64_t> magnitudeBits = std::nullopt);

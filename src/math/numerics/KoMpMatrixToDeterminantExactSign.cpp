@@ -351,10 +351,8 @@ class CSignFilter {
   // product of the exact pivots, each within its interval, and each
   // interval's largest magnitude, rounded up by more than the two roundings
   // that formed it, is below 2^e for frexp's e.
+  // Every entry must be finite.
   bool Decide(std::int32_t& sign, std::optional<std::int64_t>& magnitudeBits) {
-    for (double v : m_mid) {
-      if (!std::isfinite(v)) return false;
-    }
     std::int32_t result = 1;
     std::int64_t bits = 0;
     for (unsigned int k = 0; k < m_order; ++k) {
@@ -368,7 +366,7 @@ class CSignFilter {
         return false;
       }
       bits += BinaryExponent(largest);
-      if (pivot < 0.0) result = -result;
+      if (std::signbit(pivot)) result = -result;
       for (unsigned int i = k + 1; i < m_order; ++i) eliminate(k, i);
     }
     sign = result;
@@ -475,9 +473,9 @@ SMinor Expand(const double* row, const unsigned int* columns, const SMinor* mino
 
 SMinor Minor3(const double* a, unsigned int n, unsigned int r, unsigned int i, unsigned int j,
               unsigned int k) {
-  const unsigned int columns[3] = {i, j, k};
-  const SMinor minors[3] = {Minor2(a, n, r + 1, j, k), Minor2(a, n, r + 1, i, k),
-                            Minor2(a, n, r + 1, i, j)};
+  const unsigned int columns[] = {i, j, k};
+  const SMinor minors[] = {Minor2(a, n, r + 1, j, k), Minor2(a, n, r + 1, i, k),
+                           Minor2(a, n, r + 1, i, j)};
   return Expand(a + r * n, columns, minors, 3);
 }
 
@@ -492,9 +490,9 @@ bool CofactorFilterSign(const double* values, unsigned int order, std::int32_t& 
   if (order == 3) {
     whole = Minor3(values, 3, 0, 0, 1, 2);
   } else {
-    const unsigned int columns[4] = {0, 1, 2, 3};
-    const SMinor minors[4] = {Minor3(values, 4, 1, 1, 2, 3), Minor3(values, 4, 1, 0, 2, 3),
-                              Minor3(values, 4, 1, 0, 1, 3), Minor3(values, 4, 1, 0, 1, 2)};
+    const unsigned int columns[] = {0, 1, 2, 3};
+    const SMinor minors[] = {Minor3(values, 4, 1, 1, 2, 3), Minor3(values, 4, 1, 0, 2, 3),
+                             Minor3(values, 4, 1, 0, 1, 3), Minor3(values, 4, 1, 0, 1, 2)};
     whole = Expand(values, columns, minors, 4);
   }
   const double bound = whole.permanent * 0x1p-49;
@@ -514,7 +512,7 @@ bool CofactorFilterSign(const double* values, unsigned int order, std::int32_t& 
 
 // Sign only: the floating-point filter decides well-conditioned matrices,
 // the modular path the rest; only matrices beyond the modular path's prime
-// table (or with non-finite entries) reach the exact elimination.
+// table reach the exact elimination.
 std::int32_t SignOnly(const double* values, unsigned int order) {
   std::int32_t sign = 0;
   std::optional<std::int64_t> magnitudeBits;
@@ -540,8 +538,17 @@ void ComputeDeterminant(const double* values, unsigned int order, const SOutputs
   }
 }
 
-bool IsSquare(const KoArray2D<double>& matrix) {
-  return matrix.GetWidth() == matrix.GetHeight();
+bool AllFinite(const double* values, unsigned int order) {
+  return std::all_of(values, values + std::size_t(order) * order,
+                     [](double v) { return std::isfinite(v); });
+}
+
+// A NaN component is never eliminated as a zero one is, so an exact number
+// holding one doubles its length with every product: the elimination of a
+// matrix with a non-finite entry would run out of time and memory from
+// order 5 on, for a sign that means nothing. Such a matrix is refused.
+bool IsComputable(const KoArray2D<double>& matrix) {
+  return matrix.GetWidth() == matrix.GetHeight() && AllFinite(matrix.GetData(), matrix.GetWidth());
 }
 
 void WriteMatrix(KbStreamWriteBinary& stream, const KoArray2D<double>& matrix) {
@@ -625,14 +632,14 @@ void KoMpMatrixToDeterminantExactSign::setInputs(const KoArray2D<double>* matrix
 
 bool KoMpMatrixToDeterminantExactSign::Compute(const KoArray2D<double>& matrix,
                                                std::int32_t& sign) {
-  if (!IsSquare(matrix)) return false;
+  if (!IsComputable(matrix)) return false;
   ComputeDeterminant(matrix.GetData(), matrix.GetWidth(), {nullptr, nullptr, nullptr, &sign});
   return true;
 }
 
 bool KoMpMatrixToDeterminantExactSign::Compute(const KoArray2D<double>& matrix, double& determinant,
                                                std::int32_t& sign) {
-  if (!IsSquare(matrix)) return false;
+  if (!IsComputable(matrix)) return false;
   ComputeDeterminant(matrix.GetData(), matrix.GetWidth(), {&determinant, nullptr, nullptr, &sign});
   return true;
 }
@@ -641,7 +648,7 @@ bool KoMpMatrixToDeterminantExactSign::Compute(const KoArray2D<double>& matrix,
                                                KbArray<KoFloatExact>& numerator,
                                                KbArray<KoFloatExact>& denominator,
                                                std::int32_t& sign) {
-  if (!IsSquare(matrix)) return false;
+  if (!IsComputable(matrix)) return false;
   ComputeDeterminant(matrix.GetData(), matrix.GetWidth(),
                      {nullptr, &numerator, &denominator, &sign});
   return true;
@@ -649,6 +656,7 @@ bool KoMpMatrixToDeterminantExactSign::Compute(const KoArray2D<double>& matrix,
 
 bool KoMpMatrixToDeterminantExactSign::Compute(const double* values, unsigned int order,
                                                std::int32_t& sign) {
+  if (!AllFinite(values, order)) return false;
   ComputeDeterminant(values, order, {nullptr, nullptr, nullptr, &sign});
   return true;
 }
@@ -656,7 +664,7 @@ bool KoMpMatrixToDeterminantExactSign::Compute(const double* values, unsigned in
 bool KoMpMatrixToDeterminantExactSign::TrySignInDoubles(const double* values, unsigned int order,
                                                         std::int32_t& sign) {
   std::optional<std::int64_t> magnitudeBits;
-  return FilterSign(values, order, sign, magnitudeBits);
+  return AllFinite(values, order) && FilterSign(values, order, sign, magnitudeBits);
 }
 
 double KoMpMatrixToDeterminantExactSign::FilterMultiplierRadius(double pivotMid, double pivotRadius,
@@ -666,7 +674,7 @@ double KoMpMatrixToDeterminantExactSign::FilterMultiplierRadius(double pivotMid,
 }
 
 bool KoMpMatrixToDeterminantExactSign::checkPreConditions() const {
-  if (m_pMatrix == nullptr || !IsSquare(*m_pMatrix)) return false;
+  if (m_pMatrix == nullptr || !IsComputable(*m_pMatrix)) return false;
   if (m_pDeterminant == nullptr && m_pSign == nullptr) return false;
   if ((m_pNumerator == nullptr) != (m_pDenominator == nullptr)) return false;
   return m_pDeterminant == nullptr || m_pNumerator == nullptr;

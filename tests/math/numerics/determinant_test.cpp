@@ -70,6 +70,22 @@ TEST(KoMpMatrixToDeterminantExactSign, StaticAndFrameworkFormsNonSquareModesAndU
   algorithm.SetInput(huge, determinant);
   ASSERT_TRUE(algorithm.Compute(0));
   EXPECT_EQ(determinant, std::ldexp(1.0, 400));
+
+  // Non-finite entries are refused by every form, first and last entry
+  // alike: the identity with an infinite corner would pass the filter.
+  for (const std::size_t at : {0, 24}) {
+    std::vector<double> values(25, 0.0);
+    for (std::size_t i = 0; i < 25; i += 6) values[i] = 1.0;
+    values[at] = at == 0 ? NAN : -INFINITY;
+    const KoArray2D<double> bad = MakeMatrix(values);
+    EXPECT_FALSE(Determinant::Compute(bad, sign) || Determinant::Compute(bad, determinant, sign) ||
+                 Determinant::Compute(bad, numerator, denominator, sign) ||
+                 Determinant::Compute(values.data(), 5, sign) ||
+                 Determinant::TrySignInDoubles(values.data(), 5, sign));
+    algorithm.SetInput(bad, sign);
+    EXPECT_FALSE(algorithm.Compute(0));
+  }
+  EXPECT_EQ(sign, -1);
 }
 
 // Orders 7 to 10 are in the long tests.
@@ -294,17 +310,39 @@ TEST(KoMpMatrixToDeterminantExactSignRecords, InputBytesBadElementSizeAndOlderAr
   KbStreamReadBinaryMemory factorsStream(factors.GetBuffer());
   replay.serializeUnitTestOutput(factorsStream);
   EXPECT_TRUE(replay.compareUnitTestResult());
+  // An output that breaks off leaves nothing to compare with.
+  KbStreamReadBinaryMemory truncated(
+      std::vector<std::uint8_t>(factors.GetBuffer().begin(), factors.GetBuffer().end() - 1));
+  EXPECT_THROW(replay.serializeUnitTestOutput(truncated), KbException);
+  EXPECT_FALSE(replay.compareUnitTestResult());
+  // The same sign with other factors (3 / 1 against 8 / 1) is a difference.
+  const KoArray2D<double> other = MakeMatrix({1.0, 0.0, 0.0, 3.0});
+  probe.SetInput(other, numerator, denominator, sign);
+  ASSERT_TRUE(probe.Compute(0));
+  KbStreamWriteBinaryMemory otherFactors;
+  probe.serializeUnitTestOutput(otherFactors);
+  KbStreamReadBinaryMemory otherStream(otherFactors.GetBuffer());
+  replay.serializeUnitTestOutput(otherStream);
+  EXPECT_FALSE(replay.compareUnitTestResult());
 
-  double determinant = 0.0;  // the double mode replays too
-  probe.SetInput(matrix, determinant);
+  // The double mode replays too; a stored result is not matched before the
+  // replay computes, not even a determinant 0.0 by the storage's zero.
+  const KoArray2D<double> singular = MakeMatrix({1.0, 2.0, 2.0, 4.0});
+  double determinant = 1.0;
+  probe.SetInput(singular, determinant);
   ASSERT_TRUE(probe.Compute(0));
   KbStreamWriteBinaryMemory doubles;
   probe.serializeUnitTestInput(doubles), probe.serializeUnitTestOutput(doubles);
   KbStreamReadBinaryMemory doublesStream(doubles.GetBuffer());
-  replay.serializeUnitTestInput(doublesStream);
-  ASSERT_TRUE(replay.Compute(0));
-  replay.serializeUnitTestOutput(doublesStream);
-  EXPECT_TRUE(replay.compareUnitTestResult());
+  CRecordProbe fresh;
+  fresh.serializeUnitTestInput(doublesStream), fresh.serializeUnitTestOutput(doublesStream);
+  EXPECT_FALSE(fresh.compareUnitTestResult());
+  ASSERT_TRUE(fresh.Compute(0));
+  EXPECT_TRUE(fresh.compareUnitTestResult());
+  KbStreamReadBinaryMemory again(doubles.GetBuffer());
+  fresh.serializeUnitTestInput(again);  // the output read before belonged to the old input
+  ASSERT_TRUE(fresh.Compute(0));
+  EXPECT_FALSE(fresh.compareUnitTestResult());
 }
 
 // Order 3 exactly in 128-bit integers: singular and one-ulp-off rows of full
