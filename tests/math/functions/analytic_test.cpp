@@ -8,16 +8,7 @@
 #include <random>
 
 #include "FunctionTestSupport.h"
-#include "math/functions/KoExtrema.h"
-#include "math/functions/KoFunctionConstant.h"
-#include "math/functions/KoFunctionCubic.h"
-#include "math/functions/KoFunctionInverse.h"
-#include "math/functions/KoFunctionLimitedHemisphere.h"
-#include "math/functions/KoFunctionLimitedPiecewise.h"
-#include "math/functions/KoFunctionLimitedPyramid.h"
-#include "math/functions/KoFunctionLinear.h"
-#include "math/functions/KoFunctionRampLinear.h"
-#include "math/functions/KoFunctionRampSpline.h"
+#include "math/KoMath.h"
 
 namespace {
 

@@ -12,20 +12,7 @@
 #include <span>
 #include <vector>
 
-#include "base/KbException.h"
-#include "math/functions/KoFunctionConstant.h"
-#include "math/functions/KoFunctionCubic.h"
-#include "math/functions/KoFunctionInverse.h"
-#include "math/functions/KoFunctionLimitedHemisphere.h"
-#include "math/functions/KoFunctionLimitedPiecewise.h"
-#include "math/functions/KoFunctionLimitedPyramid.h"
-#include "math/functions/KoFunctionLinear.h"
-#include "math/functions/KoFunctionRampCircular.h"
-#include "math/functions/KoFunctionRampLinear.h"
-#include "math/functions/KoFunctionRampSpline.h"
-#include "math/tables/KoFunctionTableNonUniform.h"
-#include "math/tables/KoFunctionTableUniform.h"
-#include "math/tables/KoInterpolationPolynomHermite.h"
+#include "math/KoMath.h"
 
 namespace {
 
