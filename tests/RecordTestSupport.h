@@ -63,6 +63,34 @@ void Read(Serializable& object, const Bytes& bytes) {
   object.Serialize(in);
 }
 
+// An algorithm with its protected unit-test hooks exposed, its records
+// written and read whole through memory.
+template <class Algorithm>
+struct UnitTestProbe : Algorithm {
+  using Algorithm::compareUnitTestResult;
+  using Algorithm::serializeUnitTestInput;
+  using Algorithm::serializeUnitTestOutput;
+
+  Bytes Input() const {
+    KbStreamWriteBinaryMemory out;
+    serializeUnitTestInput(out);
+    return out.GetBuffer();
+  }
+  Bytes Output() const {
+    KbStreamWriteBinaryMemory out;
+    serializeUnitTestOutput(out);
+    return out.GetBuffer();
+  }
+  void ReadInput(const Bytes& bytes) {
+    KbStreamReadBinaryMemory in(bytes);
+    serializeUnitTestInput(in);
+  }
+  void ReadOutput(const Bytes& bytes) {
+    KbStreamReadBinaryMemory in(bytes);
+    serializeUnitTestOutput(in);
+  }
+};
+
 // Records on disk: an empty directory of the running test's own, removed
 // with this object. Named after the test and the process, as CTest runs
 // tests in parallel processes (gtest's seed, a time, can repeat).

@@ -119,23 +119,17 @@ TEST(KoFtArrayConvolution, UnmetPreconditionsLeaveTheValuesAndBadInputTerminates
   }
 }
 
-// Exposes the record hooks.
 template <class T>
-class CProbe : public KoFtArrayConvolution<T> {
- public:
-  using KoFtArrayConvolution<T>::compareUnitTestResult;
-  using KoFtArrayConvolution<T>::serializeUnitTestInput;
-  using KoFtArrayConvolution<T>::serializeUnitTestOutput;
-};
+using CProbe = ko_test::UnitTestProbe<KoFtArrayConvolution<T>>;
 
 // The unit-test record of one run: input, then output.
 template <class T>
-std::vector<std::uint8_t> Record(CProbe<T>& probe) {
-  KbStreamWriteBinaryMemory record;
-  probe.serializeUnitTestInput(record);
+ko_test::Bytes Record(CProbe<T>& probe) {
+  ko_test::Bytes record = probe.Input();
   EXPECT_TRUE(probe.Compute(0));
-  probe.serializeUnitTestOutput(record);
-  return record.GetBuffer();
+  const ko_test::Bytes output = probe.Output();
+  record.insert(record.end(), output.begin(), output.end());
+  return record;
 }
 
 TEST(KoFtArrayConvolutionRecords, BytesReplayNaNAndMissingRecords) {
@@ -158,15 +152,12 @@ TEST(KoFtArrayConvolutionRecords, BytesReplayNaNAndMissingRecords) {
   ASSERT_TRUE(replay.Compute(0));
   replay.serializeUnitTestOutput(stream);
   EXPECT_TRUE(replay.compareUnitTestResult());
-  KbStreamReadBinaryMemory again(record);  // a new input drops the expected output
-  replay.serializeUnitTestInput(again);
+  replay.ReadInput(record);  // a new input drops the expected output
   EXPECT_THROW(replay.compareUnitTestResult(), KbException);
   KbArray<KbVector2f> other{{5, 6}, {7, 8}};
   replay.SetInput(0.75f, x, true, 4.0f, other);  // the caller's values are written
-  KbStreamWriteBinaryMemory rewritten;
-  replay.serializeUnitTestInput(rewritten);
-  const ko_test::Bytes tail = ko_test::Pack(5.f, 6.f, 7.f, 8.f);
-  EXPECT_TRUE(std::equal(tail.begin(), tail.end(), rewritten.GetBuffer().end() - 16));
+  const ko_test::Bytes rewritten = replay.Input(), tail = ko_test::Pack(5.f, 6.f, 7.f, 8.f);
+  EXPECT_TRUE(std::equal(tail.begin(), tail.end(), rewritten.end() - 16));
 
   KbArray<float> nan{1, NAN};  // a NaN result differs from itself, also the last one
   CProbe<float> floats;

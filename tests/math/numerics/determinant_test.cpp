@@ -257,13 +257,7 @@ TEST(KoMpMatrixToDeterminantExactSign, SubnormalInEveryRowFastAndExactUpToOrder1
   }
 }
 
-// Exposes the protected record hooks.
-class CRecordProbe : public KoMpMatrixToDeterminantExactSign {
- public:
-  using KoMpMatrixToDeterminantExactSign::compareUnitTestResult;
-  using KoMpMatrixToDeterminantExactSign::serializeUnitTestInput;
-  using KoMpMatrixToDeterminantExactSign::serializeUnitTestOutput;
-};
+using CRecordProbe = ko_test::UnitTestProbe<KoMpMatrixToDeterminantExactSign>;
 
 TEST(KoMpMatrixToDeterminantExactSignRecords, InputBytesBadElementSizeAndOlderArrayLayout) {
   const KoArray2D<double> matrix = MakeMatrix({0.5, -2.0, 3.0, 4.0});
@@ -271,27 +265,20 @@ TEST(KoMpMatrixToDeterminantExactSignRecords, InputBytesBadElementSizeAndOlderAr
   CRecordProbe probe, replay;
   EXPECT_FALSE(replay.compareUnitTestResult());  // nothing read
   probe.SetInput(matrix, sign);
-  KbStreamWriteBinaryMemory input;
-  probe.serializeUnitTestInput(input);
   // Versions, "valid", the matrix record (version, height, width, element
   // size, entries), then neither factors nor a double requested.
-  EXPECT_EQ(input.GetBuffer(),
-            ko_test::Pack(0u, 1u, true, 0u, 2u, 2u, 8u, 0.5, -2.0, 3.0, 4.0, false, false));
-  std::vector<std::uint8_t> badSize = input.GetBuffer();
-  badSize[21] = 4;  // the matrix record's element size
-  KbStreamReadBinaryMemory badSizeStream(badSize);
-  EXPECT_THROW(replay.serializeUnitTestInput(badSizeStream), KbExceptionWrongFileVersion);
-  ASSERT_TRUE(probe.Compute(0));
-  KbStreamWriteBinaryMemory output;  // versions, "calculated", the sign of 2 + 6
-  probe.serializeUnitTestOutput(output);
-  EXPECT_EQ(output.GetBuffer(), ko_test::Pack(0u, 1u, true, std::int32_t{1}));
+  ko_test::Bytes input = probe.Input();
+  EXPECT_EQ(input, ko_test::Pack(0u, 1u, true, 0u, 2u, 2u, 8u, 0.5, -2.0, 3.0, 4.0, false, false));
+  input[21] = 4;  // the matrix record's element size
+  EXPECT_THROW(replay.ReadInput(input), KbExceptionWrongFileVersion);
+  ASSERT_TRUE(probe.Compute(0));  // versions, "calculated", the sign of 2 + 6
+  EXPECT_EQ(probe.Output(), ko_test::Pack(0u, 1u, true, std::int32_t{1}));
 
   // Factor arrays in the older layout: count first, no marker or version.
   KbArray<KoFloatExact> numerator, denominator;
   probe.SetInput(matrix, numerator, denominator, sign);
   ASSERT_TRUE(probe.Compute(0));
   KbStreamWriteBinaryMemory older;
-  probe.serializeUnitTestInput(older);
   for (std::uint32_t v : {0u, 1u}) older.WriteUInt32(v);
   older.WriteBool(true);
   for (const KbArray<KoFloatExact>* factors : {&numerator, &denominator}) {
@@ -300,29 +287,21 @@ TEST(KoMpMatrixToDeterminantExactSignRecords, InputBytesBadElementSizeAndOlderAr
     for (const KoFloatExact& f : *factors) f.Serialize(older);
   }
   older.WriteInt32(sign);
-  KbStreamReadBinaryMemory olderStream(older.GetBuffer());
-  replay.serializeUnitTestInput(olderStream);
+  replay.ReadInput(probe.Input());
   ASSERT_TRUE(replay.Compute(0));
-  replay.serializeUnitTestOutput(olderStream);
+  replay.ReadOutput(older.GetBuffer());
   EXPECT_TRUE(replay.compareUnitTestResult());
-  KbStreamWriteBinaryMemory factors;  // and as the algorithm writes it
-  probe.serializeUnitTestOutput(factors);
-  KbStreamReadBinaryMemory factorsStream(factors.GetBuffer());
-  replay.serializeUnitTestOutput(factorsStream);
+  const ko_test::Bytes factors = probe.Output();  // and as the algorithm writes it
+  replay.ReadOutput(factors);
   EXPECT_TRUE(replay.compareUnitTestResult());
   // An output that breaks off leaves nothing to compare with.
-  KbStreamReadBinaryMemory truncated(
-      std::vector<std::uint8_t>(factors.GetBuffer().begin(), factors.GetBuffer().end() - 1));
-  EXPECT_THROW(replay.serializeUnitTestOutput(truncated), KbException);
+  EXPECT_THROW(replay.ReadOutput({factors.begin(), factors.end() - 1}), KbException);
   EXPECT_FALSE(replay.compareUnitTestResult());
   // The same sign with other factors (3 / 1 against 8 / 1) is a difference.
   const KoArray2D<double> other = MakeMatrix({1.0, 0.0, 0.0, 3.0});
   probe.SetInput(other, numerator, denominator, sign);
   ASSERT_TRUE(probe.Compute(0));
-  KbStreamWriteBinaryMemory otherFactors;
-  probe.serializeUnitTestOutput(otherFactors);
-  KbStreamReadBinaryMemory otherStream(otherFactors.GetBuffer());
-  replay.serializeUnitTestOutput(otherStream);
+  replay.ReadOutput(probe.Output());
   EXPECT_FALSE(replay.compareUnitTestResult());
 
   // The double mode replays too; a stored result is not matched before the
@@ -331,16 +310,12 @@ TEST(KoMpMatrixToDeterminantExactSignRecords, InputBytesBadElementSizeAndOlderAr
   double determinant = 1.0;
   probe.SetInput(singular, determinant);
   ASSERT_TRUE(probe.Compute(0));
-  KbStreamWriteBinaryMemory doubles;
-  probe.serializeUnitTestInput(doubles), probe.serializeUnitTestOutput(doubles);
-  KbStreamReadBinaryMemory doublesStream(doubles.GetBuffer());
   CRecordProbe fresh;
-  fresh.serializeUnitTestInput(doublesStream), fresh.serializeUnitTestOutput(doublesStream);
+  fresh.ReadInput(probe.Input()), fresh.ReadOutput(probe.Output());
   EXPECT_FALSE(fresh.compareUnitTestResult());
   ASSERT_TRUE(fresh.Compute(0));
   EXPECT_TRUE(fresh.compareUnitTestResult());
-  KbStreamReadBinaryMemory again(doubles.GetBuffer());
-  fresh.serializeUnitTestInput(again);  // the output read before belonged to the old input
+  fresh.ReadInput(probe.Input());  // the output read before belonged to the old input
   ASSERT_TRUE(fresh.Compute(0));
   EXPECT_FALSE(fresh.compareUnitTestResult());
 }

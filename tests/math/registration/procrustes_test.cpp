@@ -18,12 +18,9 @@ using Flags = KoProcrustes::EFlags;
 constexpr double c_mappingTolerance = 256 * FLT_EPSILON * 30;
 constexpr float c_nan = std::numeric_limits<float>::quiet_NaN();
 
-struct SProbe : KoProcrustes {
-  using KoProcrustes::compareUnitTestResult;
+struct SProbe : ko_test::UnitTestProbe<KoProcrustes> {
   using KoProcrustes::releaseUnitTestInput;
   using KoProcrustes::releaseUnitTestOutput;
-  using KoProcrustes::serializeUnitTestInput;
-  using KoProcrustes::serializeUnitTestOutput;
 };
 
 // Computes with `flags` and returns the transformation filled by GetOutput.
@@ -170,10 +167,7 @@ std::pair<Bytes, Bytes> Records(SProbe& probe, const Points& a, const Points& b,
   probe.GetFlags().SetBits(flags);
   probe.SetInput(a, b);
   EXPECT_TRUE(probe.Compute(0));
-  KbStreamWriteBinaryMemory input, output;
-  probe.serializeUnitTestInput(input);
-  probe.serializeUnitTestOutput(output);
-  return {input.GetBuffer(), output.GetBuffer()};
+  return {probe.Input(), probe.Output()};
 }
 
 TEST(KoProcrustesRecordsTest, InputAndOutputBytes) {
@@ -218,14 +212,12 @@ TEST(KoProcrustesRecordsTest, CompareUnitTestResultToleranceBounds) {
   SProbe writer, replay;
   const auto records = Records(writer, c_cross, c_cross, Flags::eNormalizeScale);
   const Bytes &input = records.first, &output = records.second;  // lambdas capture them
-  KbStreamReadBinaryMemory noInput(output);
-  EXPECT_THROW(replay.serializeUnitTestOutput(noInput), KbException);
+  EXPECT_THROW(replay.ReadOutput(output), KbException);          // no input read
   EXPECT_THROW(replay.compareUnitTestResult(), KbException);
-  const auto replayWith = [&](Bytes outputBytes) {
-    KbStreamReadBinaryMemory in(input), out(std::move(outputBytes));
-    replay.serializeUnitTestInput(in);
+  const auto replayWith = [&](const Bytes& outputBytes) {
+    replay.ReadInput(input);
     EXPECT_TRUE(replay.Compute(0));
-    replay.serializeUnitTestOutput(out);
+    replay.ReadOutput(outputBytes);
     return replay.compareUnitTestResult();
   };
   const auto withFloat = [&](std::size_t offset, float value) {
