@@ -603,10 +603,6 @@ std::int32_t SymmetricSign(std::span<const std::uint64_t> digits) {
 
 bool KoModularDeterminantSign(const double* values, unsigned int order, std::int32_t& sign,
                               std::optional<std::int64_t> magnitudeBits) {
-  if (order == 0) {
-    sign = 1;  // the empty product
-    return true;
-  }
   // Entries on the stack up to order 8, on the heap beyond.
   const std::size_t count = std::size_t(order) * order;
   std::array<SIntegerEntry, 64> stackEntries;

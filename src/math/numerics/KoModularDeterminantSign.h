@@ -29,6 +29,7 @@
 // `magnitudeBits`, when known (from the floating-point filter), says that
 // |det| < 2^magnitudeBits for the entries read as above; the primes then
 // only need to exceed twice that bound in the scaled integers, when it is
-// below Hadamard's. Every entry must be finite.
+// below Hadamard's. The order must be at least 1 (the filter decides the
+// empty matrix) and every entry finite.
 bool KoModularDeterminantSign(const double* values, unsigned int order, std::int32_t& sign,
                               std::optional<std::int64_t> magnitudeBits = std::nullopt);

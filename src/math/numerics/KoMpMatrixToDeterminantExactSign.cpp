@@ -65,13 +65,13 @@ class CElimination {
   // The running sign after elimination and the diagonal sign pass.
   std::int32_t Run() {
     std::int32_t sign = 1;
-    for (unsigned int k = m_order; k-- > 0;) {
+    // Row 0 has no rows above it: nothing to eliminate, and its pivot is
+    // zero exactly when the pass below finds it so.
+    for (unsigned int k = m_order; k-- > 1;) {
       if (!findPivot(k, sign)) return 0;
       eliminateAbove(k, sign);
     }
     for (unsigned int k = 0; k < m_order; ++k) {
-      // A completed elimination has no zero pivot; the test keeps this pass
-      // correct on its own.
       if (at(k, k).IsZero()) return 0;
       if (at(k, k).IsNegative()) sign = -sign;
     }

@@ -155,6 +155,9 @@ TEST(KoConvolutionKernelFactory, EllipsesOnTheSmallestOddGridAndBadRadii) {
   Factory::CreateEllipse(1, 2796202, square);
   Factory::CreateEllipsoid(0, 5000, 0, sphere);
   EXPECT_TRUE(square.GetHeight() == 5592405 && sphere.GetHeight() == 10001);
+  // 257^2 cells in the plane, 65^3 in space: each within its own bound.
+  Factory::CreateNeighbourhoodExistence(128, square), Factory::CreateSphere(32, sphere);
+  EXPECT_TRUE(square.GetWidth() == 257 && sphere.GetDepth() == 65);
   Factory::CreateSphere(1, sphere);
   EXPECT_EQ(std::count(sphere.GetData(), sphere.GetData() + 27, 1.0f), 7);  // centre and faces
 }
