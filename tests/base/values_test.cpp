@@ -31,6 +31,9 @@ TEST(ValuesTest, MatricesAreRowMajorRowVectorTransforms) {
   const KbMatrix4Rf dense(2, 6, 10, 16, 3, 7, 11, 17, 4, 8, 12, 18, 5, 9, 13, 24);
   EXPECT_EQ(dense.TransformPoint(KbVector3f(1, 2, 3)),
             KbVector3f(25 / 128.0f, 53 / 128.0f, 81 / 128.0f));
+  // Its square, by numpy: every product term and every element written.
+  EXPECT_TRUE(dense * dense == KbMatrix4Rf(142, 278, 414, 698, 156, 308, 460, 773, 170, 338, 506,
+                                           848, 209, 413, 617, 1043));
 }
 
 TEST(ValuesTest, CountersObserversAndDumps) {
