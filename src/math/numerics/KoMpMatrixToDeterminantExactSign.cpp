@@ -582,15 +582,15 @@ KoArray2D<double> ReadMatrix(KbStreamReadBinary& stream) {
 // points at while it replays a record, and the results the record stored.
 struct KoMpMatrixToDeterminantExactSign::SUnitTestData {
   KoArray2D<double> matrix;
-  double determinant = 0.0;
-  std::int32_t sign = 0;
+  double determinant{};
+  std::int32_t sign{};
   KbArray<KoFloatExact> numerator;
   KbArray<KoFloatExact> denominator;
 
-  bool outputRead = false;
-  bool storedCalculated = false;
-  double storedDeterminant = 0.0;
-  std::int32_t storedSign = 0;
+  bool outputRead{};
+  bool storedCalculated{};
+  double storedDeterminant{};
+  std::int32_t storedSign{};
   KbArray<KoFloatExact> storedNumerator;
   KbArray<KoFloatExact> storedDenominator;
 };
