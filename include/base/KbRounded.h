@@ -40,4 +40,20 @@ constexpr T KbRounded(T value) {
   return value;
 }
 
+// The same barrier for a whole 16-byte vector of the compilers' vector
+// extension (four floats or two doubles: one SSE or NEON register), so that
+// lane-wise products stay rounded without taking the vector apart.
+template <class V>
+V KbRoundedLanes(V value) {
+  static_assert(sizeof(V) == 16, "one 16-byte vector register");
+#if defined(__GNUC__) && (defined(__x86_64__) || (defined(__i386__) && defined(__SSE2__)))
+  asm("" : "+x"(value));
+#elif defined(__GNUC__) && (defined(__aarch64__) || defined(__ARM_NEON))
+  asm("" : "+w"(value));
+#elif defined(__GNUC__)
+  asm("" : "+m"(value));
+#endif
+  return value;
+}
+
 }  // namespace kb_detail

@@ -1,5 +1,6 @@
 // Compiled once per flag set; KOMATH_PROBE_NAME names the entry point.
 #include <bit>
+#include <cmath>
 
 #include "HostFlagsProbe.h"
 #include "base/KbVector.h"
@@ -25,6 +26,9 @@ std::vector<std::uint64_t> KOMATH_PROBE_NAME(const std::vector<double>& c) {
     f(s.Dot(t)), f(s.SquaredLength()), f(s.Length());
     const KbMatrix4Rf rotation = KoQuaternion(s.x, s.y, s.z, s.w).GetRotationMatrix();
     for (int k = 0; k < 16; ++k) f(rotation.GetData()[k]);
+    const KoQuaternion slerp =
+        KoQuaternion::Slerp(KoQuaternion(s).Unit(), KoQuaternion(t).Unit(), std::fabs(fl(3)));
+    f(slerp.x), f(slerp.y), f(slerp.z), f(slerp.w);
   }
   return bits;
 }

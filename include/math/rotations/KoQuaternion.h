@@ -13,10 +13,15 @@
 // negate, or apply one addition or one product per component are inline;
 // everything that multiplies and then adds lives in the library, compiled
 // without fused multiply-adds, so its bits do not depend on the caller's
-// compiler flags. Nothing throws and nothing allocates; degenerate inputs
+// compiler flags. The two exceptions, GetRotationMatrix and Slerp, are
+// inline because a call costs more than their arithmetic; every product of
+// theirs that meets an addition passes a KbRounded barrier, with the same
+// effect. Nothing throws and nothing allocates; degenerate inputs
 // give infinities or NaN unless a comment says otherwise.
 #pragma once
 
+#include <cmath>
+#include <cstdint>
 #include <cstring>
 
 #include "base/KbMatrix4R.h"
@@ -30,6 +35,8 @@ class KOMATH_API KoQuaternion {
 
   static const KoQuaternion ONE;   // (0, 0, 0, 1): the identity rotation
   static const KoQuaternion ZERO;  // (0, 0, 0, 0)
+  // From this |Dot(a, b)| on, Slerp and SlerpNoInvert interpolate linearly.
+  static constexpr float SLERP_LINEAR_FROM = 0.95f;
 
   // (0, 0, 0, 0), not the identity.
   constexpr KoQuaternion() = default;
@@ -138,11 +145,49 @@ class KOMATH_API KoQuaternion {
 
   // ((b - a) t + a) normalised: no sign flip and no zero test, so b = -a at
   // t = 0.5 gives NaN.
-  static KoQuaternion Lerp(const KoQuaternion& a, const KoQuaternion& b, float t);
+  // Pure, so that a loop around an inline Slerp need not reload what it
+  // holds after the rare call.
+  [[gnu::pure]] static KoQuaternion Lerp(const KoQuaternion& a, const KoQuaternion& b, float t);
   // Spherical interpolation along the shorter arc: b is negated when
   // Dot(a, b) < 0; from |Dot| >= 0.95 on, Lerp, whose error is then below a
   // float's resolution and which avoids dividing by a vanishing sin theta.
-  static KoQuaternion Slerp(const KoQuaternion& a, const KoQuaternion& b, float t);
+  // Inline: a loop of slerps is bound by the path from the loads through
+  // acos and the sines, and a call of its own (with the reloads after it)
+  // lengthened that path by about a tenth. The products that meet an
+  // addition go through KbRoundedLanes, so the bits are the library's.
+  static KoQuaternion Slerp(const KoQuaternion& a, const KoQuaternion& b, float t) {
+    // Four lanes at once: each lane is (a s0 + b s1) / sin theta, and the
+    // dot product is summed as y, x, z, w, as Dot does.
+    using kb_detail::KbRoundedLanes;
+    using Lanes = float __attribute__((vector_size(16)));
+    Lanes va, vb;
+    std::memcpy(&va, &a, sizeof va);
+    std::memcpy(&vb, &b, sizeof vb);
+    const Lanes products = KbRoundedLanes(va * vb);
+    const float d = ((products[1] + products[0]) + products[2]) + products[3];
+    // The shorter arc: -b is the same rotation as b. d < 0 rather than the
+    // sign bit, so that d = -0 keeps b as it is. Without a branch: the sign
+    // of d is a coin toss in a loop over unrelated rotations. |d| for the
+    // angle is exact, and acos(-0) = acos(+0).
+    const bool flip = d < 0;
+    const float cosine = std::fabs(d);
+    if (!(cosine < SLERP_LINEAR_FROM)) [[unlikely]] {
+      return Lerp(a, flip ? -b : b, t);
+    }
+    const float theta = std::acos(cosine);
+    const float inverse = 1 / std::sin(theta);
+    const float s0 = std::sin((1 - t) * theta);
+    const float s1 = std::sin(t * theta);
+    // b is negated rather than s1 (by its sign bits): the same products, but
+    // a NaN s1 (from an infinite or NaN t) must keep its own sign bit.
+    using Bits = std::uint32_t __attribute__((vector_size(16)));
+    const std::uint32_t negate = flip ? 0x80000000u : 0u;
+    const Lanes vc = reinterpret_cast<Lanes>(reinterpret_cast<Bits>(vb) ^ negate);
+    const Lanes r = (KbRoundedLanes(va * s0) + KbRoundedLanes(vc * s1)) * inverse;
+    KoQuaternion result;
+    std::memcpy(static_cast<void*>(&result), &r, sizeof result);
+    return result;
+  }
   // Slerp without the sign flip (may take the longer arc); Lerp unless
   // -0.95 < Dot(a, b) < 0.95.
   static KoQuaternion SlerpNoInvert(const KoQuaternion& a, const KoQuaternion& b, float t);

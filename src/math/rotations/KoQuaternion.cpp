@@ -7,8 +7,6 @@ namespace {
 
 constexpr float c_smallestNormal = 1.17549435e-38f;
 constexpr float c_normTolerance = 4.7683716e-7f;  // 2^-21
-// From this |cos theta| on, Lerp replaces the spherical formula.
-constexpr float c_slerpLinear = 0.95f;
 
 // The members call these helpers rather than each other: a call between
 // exported members of a shared library goes through the PLT and is never
@@ -37,17 +35,12 @@ KoQuaternion lerp(const KoQuaternion& a, const KoQuaternion& b, float t) {
   return unit((b - a) * t + a);
 }
 
-// Inlined into every caller: as a call of its own it spilled both
-// quaternions around the four library calls and cost Slerp a tenth more.
-[[gnu::always_inline]] inline KoQuaternion spherical(const KoQuaternion& a, const KoQuaternion& b,
-                                                     float t, float d) {
-  const float theta = std::acos(d);
-  return (a * std::sin((1 - t) * theta) + b * std::sin(t * theta)) * (1 / std::sin(theta));
-}
-
 KoQuaternion slerpNoInvert(const KoQuaternion& a, const KoQuaternion& b, float t) {
   const float d = dot(a, b);
-  return (d > -c_slerpLinear && d < c_slerpLinear) ? spherical(a, b, t, d) : lerp(a, b, t);
+  const float linear = KoQuaternion::SLERP_LINEAR_FROM;
+  if (!(d > -linear && d < linear)) return lerp(a, b, t);
+  const float theta = std::acos(d);
+  return (a * std::sin((1 - t) * theta) + b * std::sin(t * theta)) * (1 / std::sin(theta));
 }
 
 // The vector part of the logarithm of a unit quaternion (w of the result is
@@ -173,36 +166,6 @@ KoQuaternion& KoQuaternion::operator/=(const KoQuaternion& q) {
 
 KoQuaternion KoQuaternion::Lerp(const KoQuaternion& a, const KoQuaternion& b, float t) {
   return lerp(a, b, t);
-}
-
-KoQuaternion KoQuaternion::Slerp(const KoQuaternion& a, const KoQuaternion& b, float t) {
-  // Four lanes at once, with the same roundings as dot() and spherical():
-  // each lane is (a s0 + b s1) / sin theta, and the dot product is summed
-  // as y, x, z, w. Loading both quaternions whole, rather than float by
-  // float, takes a few cycles off the path to acos, which is what bounds
-  // a loop of slerps: its library calls leave little to overlap.
-  using Lanes = float __attribute__((vector_size(16)));
-  Lanes va, vb;
-  std::memcpy(&va, &a, sizeof va);
-  std::memcpy(&vb, &b, sizeof vb);
-  const Lanes products = va * vb;
-  const float d = ((products[1] + products[0]) + products[2]) + products[3];
-  // The shorter arc: -b is the same rotation as b. d < 0 rather than the
-  // sign bit, so that d = -0 keeps b as it is.
-  const bool flip = d < 0;
-  const float cosine = flip ? -d : d;
-  if (!(cosine < c_slerpLinear)) [[unlikely]] {
-    return lerp(a, flip ? -b : b, t);
-  }
-  const float theta = std::acos(cosine);
-  const float inverse = 1 / std::sin(theta);
-  const float s0 = std::sin((1 - t) * theta);
-  const float s1 = std::sin(t * theta);
-  // b is negated rather than s1: the same products, but a NaN s1 (from an
-  // infinite or NaN t) must keep its own sign bit.
-  const Lanes vc = flip ? -vb : vb;
-  const Lanes r = (va * s0 + vc * s1) * inverse;
-  return KoQuaternion(r[0], r[1], r[2], r[3]);
 }
 
 KoQuaternion KoQuaternion::SlerpNoInvert(const KoQuaternion& a, const KoQuaternion& b, float t) {
