@@ -127,7 +127,8 @@ void KoConvolutionKernelFactory::CreateGaussFilterSigma(float sigma, float trunc
     phi[k] = std::exp(factor * (x * x));
     sum += phi[k];
   }
-  for (unsigned int k = 0; k < side; ++k) weights[k] = static_cast<float>(phi[k] / sum);
+  std::transform(phi.begin(), phi.end(), weights.begin(),
+                 [sum](double p) { return static_cast<float>(p / sum); });
   row = std::move(weights);
 }
 

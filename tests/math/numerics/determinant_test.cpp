@@ -321,6 +321,10 @@ TEST(KoMpMatrixToDeterminantExactSignRecords, InputBytesBadElementSizeAndOlderAr
   fresh.ReadInput(probe.Input());  // the output read before belonged to the old input
   ASSERT_TRUE(fresh.Compute(0));
   EXPECT_FALSE(fresh.compareUnitTestResult());
+  const KoArray2D<double> wide(3, 2);  // a recorded input that failed its pre-conditions
+  probe.SetInput(wide, sign);
+  fresh.ReadInput(probe.Input());
+  EXPECT_FALSE(fresh.Compute(0));
 }
 
 // Order 3 exactly in 128-bit integers: singular and one-ulp-off rows of full
