@@ -78,7 +78,8 @@ void Decompose(MatrixA& a, T* const w, MatrixV& v) {
     }
     w[i] = scale * g;
     g = s = scale = 0;
-    if (i < m && i != n - 1) {
+    // For the last column (l = n) the row is empty and scale stays 0.
+    if (i < m) {
       for (int k = l; k < n; ++k) scale += std::fabs(a(i, k));
       if (scale != T(0)) {
         for (int k = l; k < n; ++k) {
