@@ -63,11 +63,13 @@ TEST(SvdTest, ReconstructsEveryKindOfInputWithOrthogonalFactors) {
     Eigen::MatrixXd lowRank = dense;  // the last column depends on the others
     lowRank.col(n - 1) =
         n > 1 ? Eigen::VectorXd(0.5 * dense.col(0) - 2.0 * dense.col(1)) : Eigen::VectorXd::Zero(m);
+    Eigen::MatrixXd zeroFirst = dense;  // a zero diagonal element: the cancellation branch
+    zeroFirst.col(0).setZero();
     Eigen::MatrixXd diagonal = Eigen::MatrixXd::Zero(m, n);
     for (int i = 0; i < n; ++i) diagonal(i, i) = (i % 2 == 0 ? -1.0 : 1.0) * (i + 0.5);
     // Tiny entries: the split tests compare against the matrix's own norm.
-    for (const Eigen::MatrixXd& a :
-         {dense, lowRank, diagonal, Eigen::MatrixXd::Zero(m, n).eval(), (1e-150 * dense).eval()}) {
+    for (const Eigen::MatrixXd& a : {dense, lowRank, zeroFirst, diagonal,
+                                     Eigen::MatrixXd::Zero(m, n).eval(), (1e-150 * dense).eval()}) {
       const double tolerance = 64 * m * std::numeric_limits<double>::epsilon();
       const double scale = a.norm();
       const Eigen::VectorXd reference = Eigen::JacobiSVD<Eigen::MatrixXd>(a).singularValues();
