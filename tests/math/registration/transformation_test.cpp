@@ -10,24 +10,15 @@
 
 namespace {
 
-// The plain triple loop, each element summed from its first product on.
-KbMatrix4Rf Product(const KbMatrix4Rf& a, const KbMatrix4Rf& b) {
-  KbMatrix4Rf c;
-  for (unsigned int i = 0; i < 16; ++i) {
-    c[i] = a(i / 4, 0) * b(0, i % 4);
-    for (unsigned int j = 1; j < 4; ++j) c[i] += a(i / 4, j) * b(j, i % 4);
-  }
-  return c;
-}
-
-// T(-p) · S · R · T(p + t), written out independently.
+// T(-p) · S · R · T(p + t), written out as its four factors (the product
+// itself is checked against numpy in the base tests).
 KbMatrix4Rf Composed(const KbVector3f& t, const KbMatrix4Rf& r, const KbVector3f& p,
                      const KbVector3f& s) {
   const KbVector3f q = p + t;
   const KbMatrix4Rf from(1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, -p.x, -p.y, -p.z, 1);
   const KbMatrix4Rf scaling(s.x, 0, 0, 0, 0, s.y, 0, 0, 0, 0, s.z, 0, 0, 0, 0, 1);
   const KbMatrix4Rf to(1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, q.x, q.y, q.z, 1);
-  return Product(Product(Product(from, scaling), r), to);
+  return from * scaling * r * to;
 }
 
 bool SameBits(const KbMatrix4Rf& a, const KbMatrix4Rf& b) {
