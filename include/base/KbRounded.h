@@ -26,10 +26,10 @@
 
 namespace kb_detail {
 
+// The empty statement itself: `value` (a float, a double or a 16-byte
+// vector, one register in each case) is claimed to be read and rewritten.
 template <class T>
-constexpr T KbRounded(T value) {
-  static_assert(std::is_floating_point_v<T>);
-  if (std::is_constant_evaluated()) return value;
+inline void KbRegisterBarrier(T& value) {
 #if defined(__GNUC__) && (defined(__x86_64__) || (defined(__i386__) && defined(__SSE2__)))
   asm("" : "+x"(value));
 #elif defined(__GNUC__) && (defined(__aarch64__) || defined(__ARM_NEON))
@@ -37,6 +37,13 @@ constexpr T KbRounded(T value) {
 #elif defined(__GNUC__)
   asm("" : "+m"(value));
 #endif
+}
+
+template <class T>
+constexpr T KbRounded(T value) {
+  static_assert(std::is_floating_point_v<T>);
+  if (std::is_constant_evaluated()) return value;
+  KbRegisterBarrier(value);
   return value;
 }
 
@@ -46,13 +53,7 @@ constexpr T KbRounded(T value) {
 template <class V>
 V KbRoundedLanes(V value) {
   static_assert(sizeof(V) == 16, "one 16-byte vector register");
-#if defined(__GNUC__) && (defined(__x86_64__) || (defined(__i386__) && defined(__SSE2__)))
-  asm("" : "+x"(value));
-#elif defined(__GNUC__) && (defined(__aarch64__) || defined(__ARM_NEON))
-  asm("" : "+w"(value));
-#elif defined(__GNUC__)
-  asm("" : "+m"(value));
-#endif
+  KbRegisterBarrier(value);
   return value;
 }
 

@@ -55,7 +55,7 @@ void KoFunctionRampSpline<T>::Evaluate(std::span<const T> x, std::span<T> y) con
   const T low = this->GetMin(), high = this->GetMax(), range = high - low;
   const KoInterpolationPolynomHermite<T>& polynom = *m_polynom;
   const T c[] = {polynom.GetStartValue(), polynom.GetStartTangent(), polynom.GetEndValue(),
-                  polynom.GetEndTangent()};
+                 polynom.GetEndTangent()};
   ko_formula::WithFixedHermiteTerms(polynom.GetTermMask(), [&](auto used) {
     for (std::size_t i = 0; i < x.size(); ++i) {
       const T v = x[i];
