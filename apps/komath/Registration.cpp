@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <string>
 
 #include "Errors.h"
@@ -26,6 +27,11 @@ double Coordinate(std::span<const double> points, std::size_t dimension, std::si
   return c < dimension ? points[i * dimension + c] : 0.0;
 }
 
+std::array<double, 3> Point(std::span<const double> points, std::size_t dimension, std::size_t i) {
+  return {Coordinate(points, dimension, i, 0), Coordinate(points, dimension, i, 1),
+          Coordinate(points, dimension, i, 2)};
+}
+
 void CheckDimension(std::size_t dimension) {
   if (dimension != 2 && dimension != 3) {
     throw InputError("points of dimension " + std::to_string(dimension) +
@@ -39,31 +45,34 @@ void CheckFinite(std::span<const double> values, const std::string& what) {
   }
 }
 
-// Centre (sum in double, point order) and size; `divisor` 0 scales the set
-// to unit size, anything else divides by it.
-Conditioned Condition(std::span<const double> points, std::size_t dimension, double divisor = 0) {
+// Centre (sum in double, point order) and size; without a `divisor` the set
+// is scaled to unit size, with one it is divided by it. A plane set's
+// missing z counts as 0 throughout, which adds nothing to the sums.
+Conditioned Condition(std::span<const double> points, std::size_t dimension,
+                      std::optional<double> divisor = std::nullopt) {
   const std::size_t n = points.size() / dimension;
   Conditioned out;
   for (std::size_t i = 0; i < n; ++i) {
-    for (std::size_t c = 0; c < dimension; ++c) out.centre[c] += points[i * dimension + c];
+    const std::array<double, 3> p = Point(points, dimension, i);
+    for (std::size_t c = 0; c < p.size(); ++c) out.centre[c] += p[c];
   }
   for (double& c : out.centre) c /= double(n);
   double squares = 0;
   for (std::size_t i = 0; i < n; ++i) {
-    for (std::size_t c = 0; c < dimension; ++c) {
-      const double d = points[i * dimension + c] - out.centre[c];
+    const std::array<double, 3> p = Point(points, dimension, i);
+    for (std::size_t c = 0; c < p.size(); ++c) {
+      const double d = p[c] - out.centre[c];
       squares += d * d;
     }
   }
   out.size = std::sqrt(squares);
-  const double factor = 1 / (divisor == 0 ? out.size : divisor);
+  const double factor = 1 / divisor.value_or(out.size);
   out.points.Resize(unsigned(n));
   for (std::size_t i = 0; i < n; ++i) {
-    double p[3];
-    for (std::size_t c = 0; c < 3; ++c) {
-      p[c] = (Coordinate(points, dimension, i, c) - (c < dimension ? out.centre[c] : 0)) * factor;
-    }
-    out.points[unsigned(i)] = KbVector3f(float(p[0]), float(p[1]), float(p[2]));
+    const std::array<double, 3> p = Point(points, dimension, i);
+    out.points[unsigned(i)] =
+        KbVector3f(float((p[0] - out.centre[0]) * factor), float((p[1] - out.centre[1]) * factor),
+                   float((p[2] - out.centre[2]) * factor));
   }
   return out;
 }
@@ -83,13 +92,9 @@ Rotation Widen(const KbMatrix4Rf& m) {
 // p * R for a centred point p (3 coordinates).
 std::array<double, 3> Rotate(const std::array<double, 3>& p, const Rotation& r) {
   std::array<double, 3> out{};
-  for (unsigned j = 0; j < 3; ++j) out[j] = p[0] * r[j] + p[1] * r[3 + j] + p[2] * r[6 + j];
+  for (std::size_t j = 0; j < out.size(); ++j)
+    out[j] = p[0] * r[j] + p[1] * r[3 + j] + p[2] * r[6 + j];
   return out;
-}
-
-std::array<double, 3> Point(std::span<const double> points, std::size_t dimension, std::size_t i) {
-  return {Coordinate(points, dimension, i, 0), Coordinate(points, dimension, i, 1),
-          Coordinate(points, dimension, i, 2)};
 }
 
 bool AllFinite(std::span<const double> values) {
@@ -171,12 +176,12 @@ AlignResult Align(std::span<const double> target, std::span<const double> source
     double product = 0, squares = 0;
     for (std::size_t i = 0; i < n; ++i) {
       std::array<double, 3> p = Point(target, dimension, i), q = Point(source, dimension, i);
-      for (unsigned c = 0; c < dimension; ++c) {
+      for (std::size_t c = 0; c < p.size(); ++c) {
         p[c] = (p[c] - a.centre[c]) / a.size;
         q[c] = (q[c] - b.centre[c]) / b.size;
       }
       const std::array<double, 3> moved = Rotate(q, rotation);
-      for (unsigned c = 0; c < 3; ++c) {
+      for (std::size_t c = 0; c < moved.size(); ++c) {
         product += p[c] * moved[c];
         squares += q[c] * q[c];
       }
@@ -196,7 +201,8 @@ AlignResult Align(std::span<const double> target, std::span<const double> source
   result.scale = scale;
   const std::array<double, 3> movedCentre = Rotate(b.centre, rotation);
   std::array<double, 3> translation{};
-  for (unsigned c = 0; c < 3; ++c) translation[c] = a.centre[c] - scale * movedCentre[c];
+  for (std::size_t c = 0; c < translation.size(); ++c)
+    translation[c] = a.centre[c] - scale * movedCentre[c];
   for (unsigned i = 0; i < dimension; ++i) {
     for (unsigned j = 0; j < dimension; ++j) result.rotation.push_back(rotation[3 * i + j]);
     result.translation.push_back(translation[i]);
@@ -213,10 +219,10 @@ AlignResult Align(std::span<const double> target, std::span<const double> source
     // Relative to the centroids, so that large offsets cancel before the
     // rotation rather than after it.
     std::array<double, 3> centred{};
-    for (unsigned c = 0; c < 3; ++c) centred[c] = q[c] - b.centre[c];
+    for (std::size_t c = 0; c < centred.size(); ++c) centred[c] = q[c] - b.centre[c];
     std::array<double, 3> moved = Rotate(centred, rotation);
     double d0 = 0, d1 = 0;
-    for (unsigned c = 0; c < 3; ++c) {
+    for (std::size_t c = 0; c < moved.size(); ++c) {
       moved[c] = scale * moved[c] - (p[c] - a.centre[c]);
       d0 += (p[c] - q[c]) * (p[c] - q[c]);
       d1 += moved[c] * moved[c];
@@ -253,32 +259,32 @@ std::vector<Rotation> RigidRotations(const std::vector<Conditioned>& shapes,
   procrustes.GetFlags().Set(KoProcrustes::ePlanar, planar);
   procrustes.GetFlags().Set(KoProcrustes::eAllowReflection, options.allowReflection);
   KbArray<KbVector3f> mean = shapes[options.reference].points;
-  std::vector<double> current(3 * m), candidate(3 * m);
+  // The mean in double, landmark by landmark: the current one and the next.
+  std::vector<std::array<double, 3>> current(m), candidate(m);
   for (std::size_t j = 0; j < m; ++j) {
-    current[3 * j] = mean[unsigned(j)].x, current[3 * j + 1] = mean[unsigned(j)].y;
-    current[3 * j + 2] = mean[unsigned(j)].z;
+    const KbVector3f& p = mean[unsigned(j)];
+    current[j] = {p.x, p.y, p.z};
   }
   std::vector<Rotation> rotations(k);
   const double divisor = shapes[options.reference].size;
   for (rounds = 0;; ++rounds) {
-    std::fill(candidate.begin(), candidate.end(), 0.0);
+    std::fill(candidate.begin(), candidate.end(), std::array<double, 3>{});
     for (std::size_t i = 0; i < k; ++i) {
       rotations[i] = ProcrustesRotation(procrustes, mean, shapes[i].points, "gpa (rigid)");
       const std::span<const double> shape = input.subspan(i * m * dimension, m * dimension);
       for (std::size_t j = 0; j < m; ++j) {
         std::array<double, 3> p = Point(shape, dimension, j);
-        for (unsigned c = 0; c < dimension; ++c) p[c] = (p[c] - shapes[i].centre[c]) / divisor;
+        for (std::size_t c = 0; c < p.size(); ++c) p[c] = (p[c] - shapes[i].centre[c]) / divisor;
         const std::array<double, 3> moved = Rotate(p, rotations[i]);
-        for (unsigned c = 0; c < 3; ++c) candidate[3 * j + c] += moved[c] / double(k);
+        for (std::size_t c = 0; c < moved.size(); ++c) candidate[j][c] += moved[c] / double(k);
       }
     }
     const double squaredTolerance = options.tolerance * options.tolerance;
     bool settled = true;
     for (std::size_t j = 0; j < m && settled; ++j) {
       double d = 0;
-      for (unsigned c = 0; c < 3; ++c) {
-        d += (candidate[3 * j + c] - current[3 * j + c]) *
-             (candidate[3 * j + c] - current[3 * j + c]);
+      for (std::size_t c = 0; c < current[j].size(); ++c) {
+        d += (candidate[j][c] - current[j][c]) * (candidate[j][c] - current[j][c]);
       }
       settled = d <= squaredTolerance;
     }
@@ -294,7 +300,7 @@ std::vector<Rotation> RigidRotations(const std::vector<Conditioned>& shapes,
     current.swap(candidate);
     for (std::size_t j = 0; j < m; ++j) {
       mean[unsigned(j)] =
-          KbVector3f(float(current[3 * j]), float(current[3 * j + 1]), float(current[3 * j + 2]));
+          KbVector3f(float(current[j][0]), float(current[j][1]), float(current[j][2]));
     }
   }
 }
@@ -337,8 +343,9 @@ GpaResult Gpa(std::span<const double> shapes, std::size_t shapeCount, std::size_
                      std::to_string(options.reference) + " are identical");
   }
   for (std::size_t i = 0; i < k; ++i) {
-    conditioned[i] = Condition(shapes.subspan(i * size, size), dimension,
-                               options.method == GpaMethod::eRigid ? reference.size : 0);
+    conditioned[i] = Condition(
+        shapes.subspan(i * size, size), dimension,
+        options.method == GpaMethod::eRigid ? std::optional(reference.size) : std::nullopt);
     if (!(conditioned[i].size > 0)) {
       throw InputError("gpa: all landmarks of shape " + std::to_string(i) +
                        " are identical: it has no shape to align");
@@ -399,7 +406,8 @@ GpaResult Gpa(std::span<const double> shapes, std::size_t shapeCount, std::size_
       // The library rotates about the float centroid of the conditioned
       // shape, a rounding away from zero: carried over exactly.
       const double d[] = {centres[u].x, centres[u].y, centres[u].z};
-      for (unsigned c = 0; c < 3; ++c) pivots[i][c] = conditioned[i].centre[c] + s * d[c];
+      for (std::size_t c = 0; c < pivots[i].size(); ++c)
+        pivots[i][c] = conditioned[i].centre[c] + s * d[c];
     }
   }
 
@@ -417,12 +425,13 @@ GpaResult Gpa(std::span<const double> shapes, std::size_t shapeCount, std::size_
     }
     for (std::size_t j = 0; j < m; ++j) {
       std::array<double, 3> p = Point(shape, dimension, j);
-      for (unsigned c = 0; c < dimension; ++c) p[c] -= pivots[i][c];
+      for (std::size_t c = 0; c < p.size(); ++c) p[c] -= pivots[i][c];
       const std::array<double, 3> moved = Rotate(p, rotations[i]);
       for (unsigned c = 0; c < dimension; ++c) {
         result.aligned[i * size + j * dimension + c] = scales[i] * moved[c] + reference.centre[c];
       }
-      for (unsigned c = 0; c < 3; ++c) mean[3 * j + c] += scales[i] * moved[c] / double(k);
+      for (std::size_t c = 0; c < moved.size(); ++c)
+        mean[3 * j + c] += scales[i] * moved[c] / double(k);
     }
   }
   // The mean of the aligned shapes; full and partial means are of unit size

@@ -34,8 +34,9 @@ void RunSmooth(const SmoothOptions& options) {
   }
   NumberReader reader(options.file, {.finiteOnly = true});
   Column positions, values;
-  double first = 0, last = 0;
-  std::uint64_t previousLine = 0;
+  // Of the first and the latest row; set when the first row is read.
+  double first{}, last{};
+  std::uint64_t previousLine{};
   const std::size_t width =
       ReadTable(reader, 2, 4, "position value [value [value]]", [&](std::span<const double> row) {
         const double position = row[0];
