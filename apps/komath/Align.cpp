@@ -76,7 +76,7 @@ void RunAlign(const AlignCommandOptions& options) {
   Motion known;
   const Clock::time_point readStart = Clock::now();
   const double readCpuStart = CpuSeconds();
-  std::uint64_t bytes = 0;
+  std::uint64_t bytes{};  // none for the sample
   if (sample) {
     known = SampleMotion(options.planar, options.translationOnly, !options.scale.empty());
     const KbArray<KbVector3f> shape = SampleShape();

@@ -28,7 +28,7 @@ nlohmann::json Approximation(const ExactDeterminant& det) {
   if (det.sign == 0) return 0.0;
   const std::string digits = det.hexadecimal.substr(det.sign < 0 ? 3 : 2);
   const std::string text = digits + "p" + std::to_string(det.powerOfTwo);
-  double value = 0;
+  double value{};  // set when the text parses
   const auto parsed =
       std::from_chars(text.data(), text.data() + text.size(), value, std::chars_format::hex);
   if (parsed.ec == std::errc() && value != 0 && std::isfinite(value)) return det.sign * value;
@@ -37,7 +37,7 @@ nlohmann::json Approximation(const ExactDeterminant& det) {
   // (the fraction exact to 2^-64); double logarithms would lose the leading
   // digits.
   const std::size_t lead = std::min<std::size_t>(digits.size(), 16);
-  int topExponent = 0;
+  int topExponent{};
   const double t =
       2 * std::frexp(double(std::stoull(digits.substr(0, lead), nullptr, 16)), &topExponent);
   const std::int64_t e =

@@ -95,16 +95,16 @@ struct Montgomery {
   std::uint64_t Sub(std::uint64_t a, std::uint64_t b) const { return std::min(a - b, a + p - b); }
 
   std::uint64_t p;
-  std::uint64_t negInverse = 0;
-  std::uint64_t r2 = 0;  // R^2 mod p
+  std::uint64_t negInverse{};
+  std::uint64_t r2{};  // R^2 mod p
 };
 
 // One matrix entry m 2^shift of the integer matrix, m an odd integer below
-// 2^53 (0 for a zero entry).
+// 2^53; a zero entry keeps all three fields empty.
 struct Entry {
-  std::uint64_t odd = 0;
-  bool negative = false;
-  std::int64_t shift = 0;
+  std::uint64_t odd{};
+  bool negative{};
+  std::int64_t shift{};
 };
 
 // det(B) mod p for the integer matrix B, by Gaussian elimination over the
@@ -272,7 +272,7 @@ ExactDeterminant DetExact(std::span<const double> a, std::size_t n) {
     for (std::size_t j = 0; j < n; ++j) {
       const double value = a[i * n + j];
       if (value == 0) continue;
-      int exponent = 0;
+      int exponent{};
       const double mantissa = std::frexp(std::fabs(value), &exponent);
       Entry& entry = b[i * n + j];
       entry.odd = static_cast<std::uint64_t>(std::ldexp(mantissa, 53));

@@ -45,7 +45,7 @@ nlohmann::json Json(float value) {
   if (!std::isfinite(value)) NonFinite(value);
   // The double nearest to the float's shortest text prints as that text.
   const std::string text = Format(value);
-  double widened = 0;
+  double widened{};
   std::from_chars(text.data(), text.data() + text.size(), widened);
   return widened;
 }

@@ -20,9 +20,9 @@ PointSet ReadPoints(NumberReader& reader) {
 
 void ReadShapes(NumberReader& reader, ShapeSet& shapes) {
   std::size_t columns = 0;
-  std::uint64_t firstLine = 0;
+  std::uint64_t firstLine{};
   // Landmarks of the shape being read (while inShape).
-  std::size_t current = 0;
+  std::size_t current{};
   bool inShape = false;
   const auto finish = [&] {
     if (!inShape) return;

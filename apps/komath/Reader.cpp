@@ -182,7 +182,7 @@ double NumberReader::parseField(const char* begin, const char* end, std::size_t 
     negative = *p == '-';
     ++p;
   }
-  double value = 0;
+  double value{};
   std::from_chars_result result{p, std::errc::invalid_argument};
   if (p != end && (*p == '-' || *p == '+')) {
     // A doubled sign; from_chars would take the second one.

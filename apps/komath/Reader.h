@@ -101,7 +101,7 @@ template <class RowFunction>
 std::size_t ReadTable(NumberReader& reader, std::size_t minColumns, std::size_t maxColumns,
                       const char* layout, RowFunction&& row) {
   std::size_t columns = 0;
-  std::uint64_t firstLine = 0;
+  std::uint64_t firstLine{};
   while (reader.Next()) {
     if (reader.IsBlank()) continue;
     CheckColumns(reader, columns, minColumns, maxColumns, layout, firstLine);

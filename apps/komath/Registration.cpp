@@ -18,7 +18,7 @@ using Rotation = std::array<double, 9>;  // 3 x 3, row after row, row-vector con
 // One point set centred and scaled in double: what the float library sees.
 struct Conditioned {
   std::array<double, 3> centre{};
-  double size = 0;  // root of the sum of squared centred lengths
+  double size{};  // root of the sum of squared centred lengths
   KbArray<KbVector3f> points;
 };
 

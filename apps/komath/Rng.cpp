@@ -9,6 +9,7 @@
 #include "Commands.h"
 #include "Errors.h"
 #include "Output.h"
+#include "Stream.h"
 #include "math/rotations/KoRandomNumberGenerator.h"
 
 namespace komath {
@@ -81,23 +82,17 @@ void RunRng(const RngOptions& options) {
   };
   // Streamed: a count of billions needs no memory. Only writing can fail
   // once the first number is out, and that stops the run at once.
-  std::string block;
-  const auto flush = [&] {
-    WriteStandardOutput(block);
-    block.clear();
-  };
+  StreamWriter out;
   if (options.json) {
-    block = "{\n  \"distribution\": " + nlohmann::json(distribution).dump() +
-            ",\n  \"seed\": " + seed.dump() + ",\n  \"numbers\": [";
+    out.Write("{\n  \"distribution\": " + nlohmann::json(distribution).dump() +
+              ",\n  \"seed\": " + seed.dump() + ",\n  \"numbers\": [");
   }
   for (std::int64_t i = 0; i < options.count; ++i) {
-    if (options.json) block += i == 0 ? "\n    " : ",\n    ";
-    block += next();
-    if (!options.json) block += '\n';
-    if (block.size() > (1u << 16)) flush();
+    if (options.json) out.Write(i == 0 ? "\n    " : ",\n    ");
+    out.Write(next());
+    if (!options.json) out.Write("\n");
   }
-  if (options.json) block += options.count == 0 ? "]\n}\n" : "\n  ]\n}\n";
-  flush();
+  if (options.json) out.Write(options.count == 0 ? "]\n}\n" : "\n  ]\n}\n");
 }
 
 }  // namespace

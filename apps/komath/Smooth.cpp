@@ -6,6 +6,7 @@
 #include <cmath>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "Commands.h"
@@ -20,7 +21,7 @@ namespace {
 
 struct SmoothOptions {
   std::string file;
-  double halfWidth = 0;
+  double halfWidth{};
   std::optional<double> period;
   bool json = false;
 };
@@ -55,8 +56,8 @@ void RunSmooth(const SmoothOptions& options) {
         previousLine = reader.Line();
       });
   const std::size_t components = width - 1;
-  const std::vector<double> x = positions.Drain();
-  std::vector<double> y = values.Drain();
+  const std::vector<double> x = std::move(positions).Drain();
+  std::vector<double> y = std::move(values).Drain();
   Smooth(x, y, components, options.halfWidth, options.period, y);
 
   StreamWriter out;
@@ -95,7 +96,6 @@ void RunSmooth(const SmoothOptions& options) {
       }
     }
   }
-  out.Finish();
 }
 
 }  // namespace
