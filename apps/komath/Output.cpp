@@ -143,7 +143,7 @@ void FinishStandardOutput() {
   // The command-line library prints help through std::cout, which writes
   // through to stdout; ferror keeps a failure of such an unchecked write.
   std::cout.flush();
-  const bool failedBefore = std::ferror(stdout) != 0 || !std::cout.good();
+  const bool failedBefore = std::ferror(stdout) != 0;
   // fclose flushes first and reports a failed flush as its own.
   if (std::fclose(stdout) != 0) StandardOutputFailed(errno);
   if (failedBefore) StandardOutputFailed(EIO);

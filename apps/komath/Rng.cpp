@@ -28,8 +28,9 @@ struct RngOptions {
 // A seed from the clock, for a run that names none: the nanoseconds of the
 // calendar time mixed (splitmix64's finalizer) into 32 bits.
 std::uint32_t ClockSeed() {
-  auto x = static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch() /
-                                      std::chrono::nanoseconds(1));
+  auto x = static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                          std::chrono::system_clock::now().time_since_epoch())
+                                          .count());
   x = (x ^ (x >> 30)) * 0xbf58476d1ce4e5b9ull;
   x = (x ^ (x >> 27)) * 0x94d049bb133111ebull;
   return static_cast<std::uint32_t>(x ^ (x >> 31));
