@@ -116,11 +116,11 @@ std::uint64_t DeterminantModulo(const std::vector<Entry>& b, std::size_t n, std:
   std::vector<std::uint64_t> powers{mod.To(1)};
   while (powers.size() <= std::size_t(maxShift))
     powers.push_back(mod.Add(powers.back(), powers.back()));
-  work.resize(n * n);
-  for (std::size_t i = 0; i < n * n; ++i) {
-    const std::uint64_t r = mod.Mul(mod.To(b[i].odd), powers[std::size_t(b[i].shift)]);
-    work[i] = b[i].negative ? mod.Sub(0, r) : r;
-  }
+  work.resize(b.size());
+  std::transform(b.begin(), b.end(), work.begin(), [&](const Entry& entry) {
+    const std::uint64_t r = mod.Mul(mod.To(entry.odd), powers[std::size_t(entry.shift)]);
+    return entry.negative ? mod.Sub(0, r) : r;
+  });
   std::uint64_t det = mod.To(1);
   for (std::size_t k = 0; k < n; ++k) {
     std::size_t pivot = k;
@@ -250,7 +250,7 @@ void CheckInput(std::span<const double> a, std::size_t n) {
 
 int DetSign(std::span<const double> a, std::size_t n) {
   CheckInput(a, n);
-  std::int32_t sign = 0;
+  std::int32_t sign{};
   if (!KoMpMatrixToDeterminantExactSign::Compute(a.data(), unsigned(n), sign)) {
     throw ComputationError("the exact sign of the determinant could not be computed");
   }

@@ -116,7 +116,7 @@ void WriteOutputFile(const std::string& path, const std::string& content) {
   std::size_t left = content.size();
   while (left > 0 && error == 0) {
     const ssize_t written = ::write(fd, data, left);
-    if (written < 0) {
+    if (written == -1) {
       if (errno != EINTR) error = errno;
       continue;
     }

@@ -1,6 +1,7 @@
 #include "Reader.h"
 
 #include <atomic>
+#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
@@ -36,7 +37,7 @@ std::string Quote(const char* begin, const char* end) {
       static constexpr char kHex[] = "0123456789ABCDEF";
       text += {'\\', 'x', kHex[byte >> 4], kHex[byte & 15]};
     } else {
-      text += byte < 0x20 || byte == 0x7f ? '?' : *p;
+      text += std::iscntrl(byte) ? '?' : *p;
     }
   }
   if (std::size_t(end - begin) > kShown) text += "...";
@@ -115,8 +116,7 @@ bool NumberReader::Next() {
   }
   for (;;) {
     const char* data = m_buffer.data();
-    const void* newline =
-        m_begin < m_end ? std::memchr(data + m_begin, '\n', m_end - m_begin) : nullptr;
+    const void* newline = std::memchr(data + m_begin, '\n', m_end - m_begin);
     std::size_t lineEnd;
     std::size_t next;
     if (newline != nullptr) {
