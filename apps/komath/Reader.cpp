@@ -75,8 +75,9 @@ void NumberReader::Fail(const std::string& message) const {
   throw InputError(m_name, m_line, message);
 }
 
+// Reading on after the end of the input reads nothing: stdio keeps the end
+// of a stream once met (a terminal is not asked again).
 bool NumberReader::fill() {
-  if (m_eof) return false;
   // Keep the unfinished line, moved to the front; grow only when a single
   // line fills the whole buffer.
   const std::size_t pending = m_end - m_begin;
@@ -97,7 +98,6 @@ bool NumberReader::fill() {
     if (std::ferror(m_file)) {
       throw InputError(m_name, 0, std::string("read error: ") + std::strerror(errno));
     }
-    m_eof = true;
     return false;
   }
   m_end += got;

@@ -74,7 +74,6 @@ class NumberReader {
   ReaderOptions m_options;
   std::FILE* m_file = nullptr;
   bool m_ownsFile = false;
-  bool m_eof = false;
   bool m_started = false;  // the byte-order mark check is done
   std::vector<char> m_buffer;
   std::size_t m_begin = 0;  // first unparsed byte of the buffer
