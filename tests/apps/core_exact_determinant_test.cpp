@@ -48,8 +48,10 @@ void ExpectExact(const std::vector<double>& a, std::size_t n) {
 }
 
 // Beyond the double range at both ends, subnormal entries, rows and
-// columns of very different scale, a cancellation that doubles alone would
-// give as 0, exact singularity, a zero row and a zero column.
+// columns of very different scale (2^600 within a row), a cancellation that
+// doubles alone would give as 0, a power of two times a two-limb odd
+// integer, exact singularity, a zero row and a zero column, and a Hadamard
+// matrix, whose determinant 2^80 attains the bound on it.
 TEST(ExactDeterminantTest, EdgeCasesEqualGmpBareiss) {
   const std::vector<double> cases[] = {
       {0.75},
@@ -57,13 +59,19 @@ TEST(ExactDeterminantTest, EdgeCasesEqualGmpBareiss) {
       {0x1p+1023, 0, 0, 0, 0x1p+1023, 0, 0, 0, 3},
       {0x1p-1074, 0, 0, -0x1.8p-1070},
       {0x1p+500, 0x1p+501, 0x1.8p+101, 0x1p+102},
-      {1, 1, 1, 1, 1 + 0x1p40, 1, 1, 1, 1 + 0x1p40},  // 2^80
-      {1, 1, 0, 1, 1, 1, 0, 1, 1},                    // -1, a zero pivot after one step
+      {1, 0x1p+600, 1, 1},
+      {0x1p52 + 1, 1, 0, 1, 0x1p52 + 1, 0, 0, 0, 0x1p52 + 1},  // 2^53 (2^51 + 1)(2^52 + 1)
+      {1, 1, 1, 1, 1 + 0x1p40, 1, 1, 1, 1 + 0x1p40},           // 2^80
+      {1, 1, 0, 1, 1, 1, 0, 1, 1},                             // -1, a zero pivot after one step
       {1, 2, 2, 4},
       {0, 0, 1, 2},
       {0, 1, 0, 2},
   };
   for (const std::vector<double>& a : cases) ExpectExact(a, std::size_t(std::sqrt(a.size())));
+  std::vector<double> hadamard(32 * 32);  // Sylvester's: (-1)^popcount(i & j)
+  for (std::size_t i = 0; i < hadamard.size(); ++i)
+    hadamard[i] = std::popcount(i / 32 & i % 32) % 2 ? -1 : 1;
+  ExpectExact(hadamard, 32);
 }
 
 TEST(ExactDeterminantTest, RandomMatricesEqualGmpBareiss) {
@@ -96,7 +104,7 @@ TEST(ExactDeterminantTest, RefusesWhatIsNotAFiniteSquareMatrix) {
   const std::vector<double> four{1, 2, 3, 4};
   EXPECT_THROW(komath::DetExact(four, 3), std::invalid_argument);
   EXPECT_THROW(komath::DetSign(four, 0), std::invalid_argument);
-  EXPECT_THROW(komath::DetExact(std::vector<double>{1, 2, 3}, 2), std::invalid_argument);
+  EXPECT_THROW(komath::DetExact(std::vector<double>{1, 2, 3, 4, 5}, 2), std::invalid_argument);
   const std::vector<double> infinite{1, 2, INFINITY, 4};
   try {
     komath::DetSign(infinite, 2);

@@ -49,6 +49,10 @@ TEST(FitTest, BadlyConditionedYearsMatchNumpy) {
     EXPECT_LE(largest, floor) << degree;
     EXPECT_NEAR(r.chiSquare, ref.back(), 1e-12 * ref.back()) << degree;
     EXPECT_EQ(r.illConditioned, degree > 2) << degree;
+    // The flag compares the terms with the values: y in units of 1e-12 keeps it.
+    std::vector<double> tiny = co2.y;
+    for (double& v : tiny) v *= 1e-12;
+    EXPECT_EQ(komath::Fit(co2.x, tiny, {}, degree).illConditioned, degree > 2) << degree;
   }
 }
 
@@ -80,6 +84,25 @@ TEST(FitTest, BadInputIsAnInputError) {
   }
 }
 
+// A step 0, 0, 1/2, 1, 1 at -2..2 with half-width 1: each sample's cell
+// reaches halfway to its neighbours, and the tent at x weighs the cell
+// around x by 3/4 and each neighbour's by 1/8. These values and the centred
+// and scaled ones the library sees are exact in float. One sample keeps its
+// value.
+TEST(SmoothTest, StepGivesTheTentsExactWeights) {
+  const std::vector<double> x{-2, -1, 0, 1, 2}, y{0, 0, 0.5, 1, 1};
+  std::vector<double> out(5);
+  komath::Smooth(x, y, 1, 1.0, std::nullopt, out);
+  EXPECT_EQ(out, (std::vector<double>{0, 0.0625, 0.5, 0.9375, 1}));
+  double single = 0;
+  komath::Smooth(std::vector<double>{5}, std::vector<double>{3}, 1, 1.0, std::nullopt,
+                 {&single, 1});
+  EXPECT_EQ(single, 3);
+  for (const double bad : {-1.0, double(INFINITY)}) {
+    EXPECT_THROW(komath::Smooth(x, y, 1, bad, std::nullopt, out), komath::InputError) << bad;
+  }
+}
+
 // The tent's weights sum to one and it is symmetric: a line on a uniform
 // grid stays that line away from the ends, whatever its offset (1e7 here,
 // where float steps by 1); smoothing in place gives the same values.
@@ -105,7 +128,8 @@ TEST(SmoothTest, LinesStayLinesAtLargeOffsets) {
   EXPECT_EQ(smoothed, triple);
   komath::Smooth(x, triple, 3, 0.0, std::nullopt, smoothed);
   EXPECT_EQ(smoothed, std::vector<double>(3 * n, 0.0));
-  EXPECT_THROW(komath::Smooth(x, triple, 3, 1.0, 49.6, smoothed), komath::InputError);
+  // The positions span 49.75: a period of exactly that is too short.
+  EXPECT_THROW(komath::Smooth(x, triple, 3, 1.0, 49.75, smoothed), komath::InputError);
   const std::span<double> short_(triple.data(), 3 * n - 1);  // y and out alike one short
   EXPECT_THROW(komath::Smooth(x, short_, 3, 1.0, {}, short_), komath::InputError);
   triple[5] = NAN;

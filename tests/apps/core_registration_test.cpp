@@ -8,6 +8,7 @@
 
 #include "CoreTestSupport.h"
 #include "Errors.h"
+#include "Points.h"
 #include "Registration.h"
 
 namespace {
@@ -125,12 +126,13 @@ TEST(AlignTest, LeastSquaresSimilarityMatchesNumpy) {
     for (std::size_t i = 0; i < d * d; ++i)
       EXPECT_EQ(shifted.rotation[i], double(i % (d + 1) == 0));
     EXPECT_NEAR(shifted.scale, Dot(a, b) / Dot(b, b), 1e-15 * shifted.scale) << name;
-    for (std::size_t i = 0; i < 3; ++i) {
-      for (std::size_t j = 0; j < 3; ++j) {
+    // M = (s R, 0; t, 1), R and t padded to 3-D.
+    for (std::size_t i = 0; i < 4; ++i) {
+      for (std::size_t j = 0; j < 4; ++j) {
         const double rij = i < d && j < d ? r.rotation[i * d + j] : double(i == j);
-        EXPECT_EQ(r.matrix[4 * i + j], r.scale * rij) << name;
+        const double tj = j < d ? r.translation[j] : 0.0;
+        EXPECT_EQ(r.matrix[4 * i + j], j == 3 ? double(i == 3) : i == 3 ? tj : r.scale * rij);
       }
-      EXPECT_EQ(r.matrix[12 + i], i < d ? r.translation[i] : 0.0) << name;
     }
   }
 }
@@ -191,11 +193,20 @@ TEST(AlignTest, ResidualsOfATranslationAreExact) {
   EXPECT_EQ(r.maxAfter, 3);
 }
 
+// Where rounding takes the cosine of the angle between two rotations past
+// -1 or 1, the angle is pi or 0, not NaN (scaled matrices stand for that).
+TEST(AlignTest, RotationAngleStaysInItsDomain) {
+  const std::vector<double> two{2, 0, 0, 0, 2, 0, 0, 0, 2}, minusTwo{-2, 0, 0, 0, -2, 0, 0, 0, -2};
+  EXPECT_EQ(komath::RotationAngleBetween(two, minusTwo), std::acos(-1.0));
+  EXPECT_EQ(komath::RotationAngleBetween(two, two), 0);
+}
+
 // Bad input is an InputError, a failed or non-finite computation a
 // ComputationError that says which step failed.
 TEST(AlignTest, FailuresNameTheStep) {
   const std::vector<double> same{1, 2, 3, 1, 2, 3, 1, 2, 3}, other{0, 0, 0, 1, 0, 0, 0, 1, 0};
   EXPECT_THROW(komath::Align(other, same, 3, {}), komath::InputError);
+  EXPECT_THROW(komath::Align(same, other, 3, {}), komath::InputError);
   EXPECT_THROW(komath::Align(other, {other.begin(), 6}, 2, {}), komath::InputError);
   EXPECT_THROW(komath::Align(other, other, 4, {}), komath::InputError);
   // Coordinates whose squares overflow double.
@@ -223,6 +234,17 @@ TEST(GpaTest, FullPartialAndRigidMatchTheirReferences) {
                  Invariants(data.sections.at(prefix + "_mean"),
                             data.sections.at(prefix + "_aligned"), data.m, data.d, rigid),
                  20 * c_floatTolerance, name + " " + prefix);
+      // Each shape maps onto its aligned copy as  s * shape * R + t.
+      const std::size_t m = data.m, d = data.d;
+      for (std::size_t i = 0; i < data.k * m * d; ++i) {
+        const std::size_t shape = i / (m * d), landmark = i / d % m, c = i % d;
+        double v = r.translations[shape * d + c];
+        for (std::size_t e = 0; e < d; ++e) {
+          v += r.scales[shape] * data.Shape(shape)[landmark * d + e] *
+               r.rotations[(shape * d + e) * d + c];
+        }
+        EXPECT_NEAR(v, r.aligned[i], 1e-9) << name << " " << prefix << " " << i;
+      }
     }
   }
 }
@@ -269,8 +291,26 @@ TEST(GpaTest, PlanarMirrorPairsAreReflectedOnlyWhenAllowed) {
   }
 }
 
+// Shapes that are one shape moved: the first mean settles at once.
+TEST(GpaTest, CongruentShapesSettleInTheFirstRound) {
+  const Data data = Load("gorf");
+  std::vector<double> shapes(data.Shape(0).begin(), data.Shape(0).end());
+  for (std::size_t j = 0; j < data.m; ++j) {  // turned by 90 degrees, moved by (100, -50)
+    shapes.insert(shapes.end(), {100 - data.Shape(0)[2 * j + 1], data.Shape(0)[2 * j] - 50});
+  }
+  for (const GpaMethod method : {GpaMethod::eFull, GpaMethod::eRigid}) {
+    EXPECT_EQ(komath::Gpa(shapes, 2, data.m, 2, {.method = method}).rounds, 0u);
+  }
+}
+
 TEST(GpaTest, FailuresNameTheStep) {
   const Data data = Load("gorf");
+  std::vector<double> flat = data.input, bad = data.input;
+  std::fill(flat.begin() + 2 * data.m, flat.begin() + 4 * data.m, 1.0);  // shape 1 on one spot
+  bad[5] = NAN;
+  for (const std::vector<double>* input : {&flat, &bad}) {
+    EXPECT_THROW(komath::Gpa(*input, data.k, data.m, 2, {}), komath::InputError);
+  }
   EXPECT_THROW(komath::Gpa(data.input, data.k, data.m, 2, {.reference = data.k}),
                komath::InputError);
   EXPECT_THROW(komath::Gpa(data.input, data.k, data.m + 1, 2, {}), komath::InputError);
