@@ -105,22 +105,38 @@ TEST_F(KomathTest, ExactDeterminantIsAnIntegerTimesAPowerOfTwo) {
   EXPECT_EQ(huge["numerator"][0][0], huge["exact"]["hexadecimal"].get<std::string>() + "p+1892");
 }
 
-// The JSON is the API's result (python/tests compares them); the text shows
-// the same shortest numbers, in u and in x.
+// y = x^2 - 2x + 3 = 4u^2 + 2 with u = (x - 1) / 2, fitted exactly: both
+// forms, the table and the JSON hold exact numbers. With sigmas the
+// chi-square weighs each residual shown by its sigma.
 TEST_F(KomathTest, FitPrintsBothFormsAndWarnsWhenXIsIllConditioned) {
+  const std::string parabola = "-1 6\n0 3\n1 2\n2 3\n3 6\n";
+  const Result plain = Run("fit -d 2 -", parabola);
+  EXPECT_EQ(plain.out,
+            "degree 2, 5 points, sigma 1\n"
+            "in u = (x - shift) / scale  y = 2 + 0 u + 4 u^2\n"
+            "  shift, scale                             1, 2\n"
+            "in x                        y = 3 - 2 x + 1 x^2\n"
+            "chi-square                                    0\n"
+            "rms residual                                  0\n"
+            "residuals\n"
+            "  x   y  fitted  residual\n"
+            "  -1  6       6         0\n"
+            "  0   3       3         0\n"
+            "  1   2       2         0\n"
+            "  2   3       3         0\n"
+            "  3   6       6         0\n");
+  EXPECT_EQ(plain.err, "");
+  EXPECT_EQ(RunJson("fit -d 2 -", parabola), json::parse(R"({"chi_square": 0,
+      "coefficients": [3, -2, 1], "degree": 2, "ill_conditioned": false, "points": 5,
+      "rms_residual": 0, "scaled": {"shift": 1, "scale": 2, "coefficients": [2, 0, 4]},
+      "fitted": [6, 3, 2, 3, 6], "residuals": [0, 0, 0, 0, 0]})"));
   const std::string text = "0 1.1 0.5\n1 2.9 0.5\n2 5.2 1\n3 6.8 1\n4 9.1 2\n";
   const json result = RunJson("fit --degree 2 -", text);
-  double chi = 0;  // of the residuals shown, with their sigmas
+  double chi = 0;
   for (unsigned i = 0; i < 5; ++i)
     chi += std::pow(result["residuals"][i].get<double>() / (i < 2 ? 0.5 : i < 4 ? 1 : 2), 2);
   EXPECT_NEAR(chi, result["chi_square"].get<double>(), 1e-12 * chi);
-  const Result plain = Run("fit -d 2 -", text);
-  EXPECT_NE(plain.out.find(result["coefficients"][2].dump() + " x^2"), std::string::npos)
-      << plain.out;
-  EXPECT_NE(plain.out.find(result["scaled"]["coefficients"][2].dump() + " u^2"), std::string::npos)
-      << plain.out;
-  EXPECT_EQ(plain.err, "");
-  ExpectAligned(plain.out.substr(plain.out.find("residuals\n") + 10));
+  EXPECT_TRUE(Run("fit -d 2 -", text).out.starts_with("degree 2, 5 points with sigmas\n"));
   // x = the year: the form in x is ill-conditioned, and a warning says so.
   std::string years;
   for (int i = 0; i < 40; ++i)
@@ -154,6 +170,7 @@ TEST_F(KomathTest, AlignSampleShowsItsKnownMotionAndDrawsWellFormedSvg) {
   EXPECT_EQ(planar["rotation"][2], json({0.0, 0.0, 1.0}));
   EXPECT_NEAR(planar["scale"].get<double>(), 1.25, 10 * sigma);
   EXPECT_EQ(planar["flags"], json({"scale=ratio", "planar"}));
+  EXPECT_NEAR(std::acos(planar["known"]["rotation"][0][0].get<double>()), 0.5, 1e-7);
   // The gpa sample's first copy is unmoved: the mean is the house itself.
   const double house[] = {0,   0, 0,   4,   0, 0,   4,   3,   0, 0,   3,   0,   0,   0,
                           2.5, 4, 0,   2.5, 4, 3,   2.5, 0,   3, 2.5, 0,   1.5, 4,   4,
@@ -166,9 +183,28 @@ TEST_F(KomathTest, AlignSampleShowsItsKnownMotionAndDrawsWellFormedSvg) {
 // One view for the plane, three in 3-D, each with axes and scale bar (two paths); gpa
 // draws every aligned landmark and the mean. rsvg-convert renders them, not blank.
 TEST_F(KomathTest, PicturesRenderInARealRenderer) {
-  const std::string plane = "0 0\n4 0\n4 3\n1 5\n", moved = "1 1\n1 5\n-2 5\n-4 2\n";
-  Write("a.txt", plane), Write("b.txt", moved), Write("shapes.txt", plane + "\n" + moved);
+  const std::string plane = "0 0\n4 0\n4 3\n1 5\n", moved = "2 1\n6 1\n6 4\n3 6\n";
+  Write("a.txt", moved), Write("b.txt", plane), Write("shapes.txt", plane + "\n" + moved);
   ASSERT_EQ(Run("align a.txt b.txt --svg align.svg").status, 0);
+  // The source moved by (2, 1) onto the target: x and y span 0 to 6 over 240
+  // pixels, 30 in from the left and from the bottom (332 before, 654 after);
+  // a grey line joins each target to its source point, which lies on it after.
+  const int pairs[][4] = {{2, 1, 0, 0}, {6, 1, 4, 0}, {6, 4, 4, 3}, {3, 6, 1, 5}};
+  const std::string align = Read(m_dir / "align.svg");
+  for (const int bottom : {332, 654}) {
+    const auto point = [&](char end, int x, int y) {
+      return std::string(" x") + end + "=\"" + std::to_string(30 + 40 * x) + ".00\" y" + end +
+             "=\"" + std::to_string(bottom - 40 * y) + ".00\"";
+    };
+    std::string expected = "<g stroke=\"#999999\" stroke-width=\"0.8\">";
+    for (const auto& [tx, ty, sx, sy] : pairs) {
+      expected += "<line" + point('1', tx, ty) +
+                  (bottom == 332 ? point('2', sx, sy) : point('2', tx, ty)) + "/>";
+    }
+    EXPECT_NE(align.find(expected + "</g>\n"), std::string::npos) << expected;
+  }
+  EXPECT_NE(align.find(">before: (x, y)</text>"), std::string::npos);
+  EXPECT_NE(align.find(">after: (x, y)</text>"), std::string::npos);
   ASSERT_EQ(Run("gpa shapes.txt --svg gpa.svg").status, 0);
   ASSERT_EQ(Run("gpa --svg gpa3.svg").status, 0);  // the 3-D sample: 4 shapes of 14
   const auto count = [](const std::string& text, const std::string& what) {
@@ -195,7 +231,8 @@ TEST_F(KomathTest, PicturesRenderInARealRenderer) {
     };
     for (std::size_t r = 0, y = 354; r < p.rows; ++r, y += 322) {
       for (std::size_t v = 0, x = 8; 2 * v < p.axes.size(); ++v, x += 300) {
-        EXPECT_NE(svg.find("<rect x=\"" + at(x - 4, 0) + "\" y=\"" + at(y - 292, 0) + "\" width"),
+        EXPECT_NE(svg.find("<rect x=\"" + at(x - 4, 0) + "\" y=\"" + at(y - 292, 0) +
+                           "\" width=\"292.00\" height=\"296.00\""),
                   std::string::npos);
         EXPECT_NE(svg.find("d=\"M" + at(x, y - 18) + " L" + at(x, y) + " L" + at(x + 18, y) +
                            "\"/></g>\n<g font-family=\"sans-serif\" font-size=\"10\" "
@@ -208,10 +245,10 @@ TEST_F(KomathTest, PicturesRenderInARealRenderer) {
       }
     }
     if (p.views == 2) {
-      // x spans 8 (-4 to 4) over 240 pixels: the largest round length within
-      // a third of that is 2, a bar of 60 pixels ending 12 from the edge.
+      // 6 over 240 pixels: the largest round length within a third of that
+      // is 2, a bar of 80 pixels ending 12 from the edge.
       EXPECT_NE(svg.find("text-anchor=\"end\">2</text>"), std::string::npos);
-      EXPECT_NE(svg.find("<path d=\"M228.00 "), std::string::npos);
+      EXPECT_NE(svg.find("<path d=\"M208.00 "), std::string::npos);
     }
     const std::string command = "rsvg-convert -o '" + (m_dir / "out.png").string() + "' '" +
                                 (m_dir / (std::string(p.name) + ".svg")).string() + "'";
@@ -259,6 +296,9 @@ TEST_F(KomathTest, GpaReadsOneFileOrManyAndWritesTheAlignedShapes) {
   EXPECT_NEAR(rms, std::sqrt(squares / 4), 1e-15 * rms);
   const std::string text = Run("gpa -", all).out;
   EXPECT_TRUE(text.starts_with("3 shapes of 4 landmarks in the plane, full Procrustes")) << text;
+  // 3 lines of heading, the mean's 4, 1 more, and per shape its name, its
+  // rotation's 2 rows, translation, scale and rms.
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3 + 4 + 1 + 3 * 6) << text;
   EXPECT_NE(text.find("shape 1 (<stdin>:6)\n  rotation R "), std::string::npos) << text;
 }
 
@@ -276,7 +316,11 @@ TEST_F(KomathTest, RngGivesTheGeneratorsSequences) {
 }
 
 // A repeated position is allowed; the text table holds the JSON's numbers.
+// A step gives the tent's exact weights (see SmoothTest).
 TEST_F(KomathTest, SmoothPrintsTheJsonsNumbersAsATable) {
+  EXPECT_EQ(RunJson("smooth -w 1 -", "-2 0\n-1 0\n0 0.5\n1 1\n2 1\n"),
+            json::parse(R"({"half_width": 1, "period": null, "positions": [-2, -1, 0, 1, 2],
+                            "values": [0, 0.0625, 0.5, 0.9375, 1]})"));
   const std::string samples = "0 1 2\n1 2 2\n1 4 -1\n3 8 0\n";
   const json result = RunJson("smooth -w 1.2 -", samples);
   const std::string text = Run("smooth -w 1.2 -", samples).out;
@@ -363,7 +407,9 @@ TEST_F(KomathTest, BadInputGetsItsMessageAndStatus) {
        "<stdin>:5: shape 1 has 2 landmarks, shape 0 (<stdin>:1) has 3"},
       {"gpa -", "1 2 3\n4 5 6\n7 8 9\n", 1, "only one shape"},
       {"gpa --reference 5", "", 2, "--reference 5: there are only 4 shapes"},
-      {"smooth -w 1 -", "0 1\n2 1\n1 1\n", 1, "<stdin>:3: position 1 is smaller"},
+      {"smooth -w 1 -", "0 1\n2 1\n1 1\n", 1,
+       "<stdin>:3: position 1 is smaller than the one on line 2"},
+      {"det dir", "", 1, "dir: read error: Is a directory"},
       {"smooth -w -1 -", "0 1\n", 2, "--half-width must be finite"},
       {"smooth -w 1 -p 2 -", "0 1\n1 1\n2 1\n", 1,
        "<stdin>:3: position 2 lies a period or more after the first (0)"},
@@ -374,6 +420,7 @@ TEST_F(KomathTest, BadInputGetsItsMessageAndStatus) {
   Write("two.txt", "0 0 0\n1 0 0\n");
   Write("turned.txt", "0 1\n0 -1\n-1 0\n1 0\n");  // the plus of the input turned: scale 0
   Write("same.txt", "1 2 3\n1 2 3\n1 2 3\n");
+  fs::create_directory(m_dir / "dir");
   std::string row;  // a matrix row longer than the largest order
   for (int i = 0; i <= 1 << 15; ++i) row += "1 ";
   EXPECT_NE(Run("det -", row).err.find("expected 1 to 32768 numbers per line"), std::string::npos);
@@ -433,6 +480,9 @@ TEST_F(KomathTest, ClockSeededRngReportsItsSeed) {
   ASSERT_NE(at, std::string::npos) << text.err;
   const std::string again = text.err.substr(at, text.err.find(' ', at + 7) - at);
   EXPECT_EQ(Run("rng -n 3 " + again).out, text.out);
+  // Three runs, three seeds.
+  const std::string third = std::to_string(RunJson("rng -n 0")["seed"].get<std::uint32_t>());
+  EXPECT_TRUE(seed != again.substr(7) && seed != third && again.substr(7) != third) << seed;
 }
 
 }  // namespace
