@@ -206,7 +206,6 @@ AlignResult Align(std::span<const double> target, std::span<const double> source
   }
 
   AlignResult result;
-  result.dimension = dimension;
   result.scale = scale;
   const Vector movedCentre = Rotate(b.centre, rotation);
   const Vector translation = Zip(

@@ -43,7 +43,6 @@ struct AlignOptions {
 
 // Align fills in every field.
 struct AlignResult {
-  std::size_t dimension{};          // d
   std::vector<double> rotation;     // d x d, row after row
   std::vector<double> translation;  // d
   double scale{};

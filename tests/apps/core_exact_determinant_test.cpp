@@ -1,6 +1,5 @@
-// DetExact and DetSign of komath_core against GMP: the reference is Bareiss'
-// elimination in rationals, which shares nothing with the residues of
-// DetExact.
+// DetExact and DetSign of komath_core against GMP's rational Bareiss
+// elimination, which shares nothing with the residues of DetExact.
 #include <gmpxx.h>
 #include <gtest/gtest.h>
 
@@ -77,9 +76,8 @@ TEST(ExactDeterminantTest, EdgeCasesEqualGmpBareiss) {
 TEST(ExactDeterminantTest, RandomMatricesEqualGmpBareiss) {
   std::mt19937_64 rng(17);
   std::uniform_real_distribution<double> uniform(-1, 1);
-  // Small matrices whose rows and columns differ in scale by up to 2^80,
-  // integer matrices with many zeros (pivots that vanish modulo a prime
-  // would need a row swap).
+  // Rows and columns differing in scale by up to 2^80; integer matrices with
+  // many zeros (pivots that vanish modulo a prime need a row swap).
   for (std::size_t n : {2, 3, 5, 8, 13}) {
     std::vector<double> a(n * n);
     std::vector<double> scaled(n * n);
