@@ -64,8 +64,10 @@ nlohmann::json Approximation(const ExactDeterminant& det) {
   char buffer[64];
   const auto end = std::to_chars(buffer, buffer + sizeof buffer, det.sign * mantissa,
                                  std::chars_format::fixed, 14);
-  return std::string(buffer, end.ptr) + "e" + (decade < 0 ? "-" : "+") +
-         std::to_string(decade < 0 ? -decade : decade);
+  // The exponent with its sign always shown: e+600, e-647.
+  std::snprintf(end.ptr, std::size_t(buffer + sizeof buffer - end.ptr), "e%+lld",
+                static_cast<long long>(decade));
+  return buffer;
 }
 
 void RunDet(const DetOptions& options) {
