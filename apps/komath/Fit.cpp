@@ -45,7 +45,7 @@ std::string Polynomial(const std::vector<double>& c, const char* variable) {
 }
 
 void RunFit(const FitOptions& options) {
-  NumberReader reader(options.file, {.finiteOnly = true});
+  NumberReader reader(options.file);
   Column xs, ys, sigmas;
   const std::size_t columns =
       ReadTable(reader, 2, 3, "x y [sigma]", [&](std::span<const double> row) {

@@ -6,7 +6,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <string_view>
 #include <utility>
 
@@ -46,8 +45,8 @@ std::string Quote(const char* begin, const char* end) {
 
 }  // namespace
 
-NumberReader::NumberReader(const std::string& path, ReaderOptions options)
-    : m_name(path == "-" ? "<stdin>" : path), m_options(options), m_buffer(kBlockSize) {
+NumberReader::NumberReader(const std::string& path)
+    : m_name(path == "-" ? "<stdin>" : path), m_buffer(kBlockSize) {
   if (path == "-") {
     if (g_standardInputTaken.exchange(true)) {
       throw UsageError("standard input ('-') is named twice: it can be read only once");
@@ -64,8 +63,8 @@ NumberReader::NumberReader(const std::string& path, ReaderOptions options)
   std::setvbuf(m_file, nullptr, _IONBF, 0);
 }
 
-NumberReader::NumberReader(std::FILE* stream, std::string name, ReaderOptions options)
-    : m_name(std::move(name)), m_options(options), m_file(stream), m_buffer(kBlockSize) {}
+NumberReader::NumberReader(std::FILE* stream, std::string name)
+    : m_name(std::move(name)), m_file(stream), m_buffer(kBlockSize) {}
 
 NumberReader::~NumberReader() {
   if (m_ownsFile) std::fclose(m_file);
@@ -201,13 +200,7 @@ double NumberReader::parseField(const char* begin, const char* end, std::size_t 
   }
   if (result.ec != std::errc() || result.ptr != end) fail(" is not a number");
   if (negative) value = -value;
-  if (m_options.finiteOnly && !std::isfinite(value)) {
-    fail(" is not finite (NaN or infinity make no sense here)");
-  }
-  if (m_options.floatRange && std::isfinite(value) &&
-      std::fabs(value) > double(std::numeric_limits<float>::max())) {
-    fail(" is too large for single precision");
-  }
+  if (!std::isfinite(value)) fail(" is not finite (NaN or infinity make no sense here)");
   return value;
 }
 

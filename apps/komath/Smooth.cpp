@@ -33,7 +33,7 @@ void RunSmooth(const SmoothOptions& options) {
   if (options.period && !(std::isfinite(*options.period) && *options.period > 0)) {
     throw UsageError("--period must be finite and > 0");
   }
-  NumberReader reader(options.file, {.finiteOnly = true});
+  NumberReader reader(options.file);
   Column positions, values;
   // Of the first and the latest row; set when the first row is read.
   double first{}, last{};
