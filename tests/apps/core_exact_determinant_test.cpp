@@ -46,11 +46,9 @@ void ExpectExact(const std::vector<double>& a, std::size_t n) {
   EXPECT_EQ(komath::DetSign(a, n), sgn(expected));
 }
 
-// Beyond the double range at both ends, subnormal entries, rows and
-// columns of very different scale (2^600 within a row), a cancellation that
-// doubles alone would give as 0, a power of two times a two-limb odd
-// integer, exact singularity, a zero row and a zero column, and a Hadamard
-// matrix, whose determinant 2^80 attains the bound on it.
+// Beyond the double range, subnormal entries, rows and columns of very different
+// scale, a cancellation that doubles give as 0, 2^53 times a two-limb odd integer,
+// exact singularity, a zero row and column, and a Hadamard matrix (2^80, the bound).
 TEST(ExactDeterminantTest, EdgeCasesEqualGmpBareiss) {
   const std::vector<double> cases[] = {
       {0.75},

@@ -7,7 +7,6 @@
 
 #include "CoreTestSupport.h"
 #include "Errors.h"
-#include "Points.h"
 #include "Registration.h"
 
 namespace {
@@ -164,14 +163,6 @@ TEST(AlignTest, ResidualsOfATranslationAreExact) {
   EXPECT_EQ(r.maxBefore, 4);
   EXPECT_EQ(r.rmsAfter, std::sqrt(3.0));
   EXPECT_EQ(r.maxAfter, 3);
-}
-
-// Where rounding takes the cosine of the angle between two rotations past
-// -1 or 1, the angle is pi or 0, not NaN (2 I and -2 I stand for that).
-TEST(AlignTest, RotationAngleStaysInItsDomain) {
-  const std::vector<double> two{2, 0, 0, 0, 2, 0, 0, 0, 2}, minusTwo{-2, 0, 0, 0, -2, 0, 0, 0, -2};
-  EXPECT_EQ(komath::RotationAngleBetween(two, minusTwo) + komath::RotationAngleBetween(two, two),
-            std::acos(-1.0));
 }
 
 // Bad input is an InputError, a failed or non-finite computation a
