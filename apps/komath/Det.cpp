@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <vector>
 
@@ -44,14 +45,16 @@ nlohmann::json Approximation(const ExactDeterminant& det) {
       det.powerOfTwo + std::int64_t(4 * (digits.size() - lead)) + topExponent - 1;
   constexpr std::uint64_t kLog10TwoHigh = 0x4d104d427de7fbccull;  // log10(2) 2^128
   constexpr std::uint64_t kLog10TwoLow = 0x47c4acd605be48bcull;
-  const std::uint64_t magnitude = e < 0 ? 0 - std::uint64_t(e) : std::uint64_t(e);
+  const auto magnitude = std::uint64_t(std::abs(e));
   const UInt128 product =
       UInt128(magnitude) * kLog10TwoHigh + (UInt128(magnitude) * kLog10TwoLow >> 64);
   auto whole = std::int64_t(product >> 64);
   double fraction = std::ldexp(double(static_cast<std::uint64_t>(product)), -64);
+  // e log10(2) is irrational, so for e < 0 its fraction is never 0 and the
+  // floor is one below minus the whole part.
   if (e < 0) {
-    whole = -whole - (fraction != 0 ? 1 : 0);
-    fraction = fraction != 0 ? 1 - fraction : 0;
+    whole = -whole - 1;
+    fraction = 1 - fraction;
   }
   double log10 = fraction + std::log10(t);  // in [0, 1.31)
   const double carry = std::floor(log10);

@@ -172,7 +172,6 @@ TEST(AlignTest, FailuresNameTheStep) {
   EXPECT_THROW(komath::Align(other, same, 3, {}), komath::InputError);
   EXPECT_THROW(komath::Align(other, {other.begin(), 6}, 2, {}), komath::InputError);
   EXPECT_THROW(komath::Align(other, other, 4, {}), komath::InputError);
-  // Coordinates whose squares overflow double.
   EXPECT_THROW(komath::Align(Transformed(other, 1e200, 0), Transformed(other, -1e200, 0), 3, {}),
                komath::ComputationError);
 }
@@ -257,6 +256,7 @@ TEST(GpaTest, FailuresNameTheStep) {
   EXPECT_THROW(komath::Gpa(data.input, data.k, data.m, 2, {.reference = data.k}),
                komath::InputError);
   EXPECT_THROW(komath::Gpa(data.input, data.k, data.m + 1, 2, {}), komath::InputError);
+  EXPECT_THROW(komath::Gpa(data.input, data.k, data.m / 2, 4, {}), komath::InputError);
   EXPECT_THROW(komath::Gpa(Transformed(data.input, 1e200, 0), data.k, data.m, 2, {}),
                komath::ComputationError);
 }

@@ -298,7 +298,6 @@ TEST_F(KomathTest, LargeFilesStreamAcrossBlocksWithExactLineNumbers) {
   std::snprintf(read, sizeof read, "timing: read %.1f MB in ", 2e-6 * double(points.size()));
   EXPECT_TRUE(timed.err.starts_with(read)) << timed.err;
   EXPECT_EQ(json::parse(timed.out)["points"], n);
-  // An error on the last line names that line.
   Write("bad.txt", points + "\n1 2 3x");
   const Result bad = Run("align big.txt bad.txt --svg out.svg");
   EXPECT_NE(bad.err.find("bad.txt:" + std::to_string(n + 1) + ": field 3 '3x' is not a number"),
@@ -318,7 +317,7 @@ TEST_F(KomathTest, BadInputGetsItsMessageAndStatus) {
       {"det -", "1 nan\n3 4\n", 1, "<stdin>:1: field 2 'nan' is not finite"},
       {"det -", "1 1e999\n3 4\n", 1, "<stdin>:1: field 2 '1e999' is out of the range"},
       {"fit -d 1 -", "1 2 0\n", 1, "<stdin>:1: sigma 0 is not positive"},
-      {"fit -d 3 -", "1 2\n2 3\n", 1, "degree 3 needs at least 4 points, the file has 2"},
+      {"fit -d 3 -", "1 2\n2 3\n", 1, "<stdin>: a fit of degree 3 needs at least 4 points"},
       {"fit -d 1 -", "1 2 3 4\n", 1, "<stdin>:1: expected 2 to 3 numbers per line (x y [sigma])"},
       {"fit -", "1 2\n", 2, "--degree is required"},
       {"fit -d 31 -", "1 2\n", 2, "--degree"},
@@ -341,6 +340,7 @@ TEST_F(KomathTest, BadInputGetsItsMessageAndStatus) {
       {"gpa -", "1 2 3\n4 5 6\n7 8 9\n\n1 2 3\n4 5 6\n", 1,
        "<stdin>:5: shape 1 has 2 landmarks, shape 0 (<stdin>:1) has 3"},
       {"gpa -", "1 2 3\n4 5 6\n7 8 9\n", 1, "only one shape"},
+      {"gpa -", "", 1, "<stdin>: no numbers"},
       {"gpa --reference 5", "", 2, "--reference 5: there are only 4 shapes"},
       {"smooth -w 1 -", "0 1\n2 1\n2 1\n1 1\n", 1,  // an equal position may follow
        "<stdin>:4: position 1 is smaller than the one on line 3"},
