@@ -73,6 +73,7 @@ TEST(FitTest, BadInputIsAnInputError) {
   const std::vector<double> x{1, 2, 3}, y{1, 2, 3}, same{5, 5, 5};
   EXPECT_THROW(komath::Fit(x, y, {}, 3), komath::InputError);  // too few points
   EXPECT_EQ(komath::Fit(same, y, {}, 0).coefficients[0], 2);   // a constant has one
+  EXPECT_EQ(komath::Fit(x, same, {}, 1).coefficients, (std::vector<double>{5, 0}));
   EXPECT_THROW(komath::Fit(x, std::span<const double>(y).first(2), {}, 1), komath::InputError);
   try {  // a sigma of 0 is refused as such, not by what it would break later
     komath::Fit(x, y, std::vector<double>{1, 0, 1}, 1);

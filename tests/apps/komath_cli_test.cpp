@@ -275,12 +275,12 @@ TEST_F(KomathTest, RngGivesTheGeneratorsSequences) {
 // A step at -2..2, half-width 1: the tent weighs a sample's cell by 3/4 and each
 // neighbour's by 1/8; these, and the unit-size values the library sees, are exact.
 TEST_F(KomathTest, SmoothPrintsExactNumbersAsJsonAndTable) {
-  const std::string step = "-2 0\n-1 0\n0 0.5\n1 1\n2 1\n";
+  const std::string step = "-2 1\n-1 1\n0 1.5\n1 2\n2 2\n";
   EXPECT_EQ(RunJson("smooth -w 1 -", step),
             json::parse(R"({"half_width": 1, "period": null, "positions": [-2, -1, 0, 1, 2],
-                            "values": [0, 0.0625, 0.5, 0.9375, 1]})"));
+                            "values": [1, 1.0625, 1.5, 1.9375, 2]})"));
   EXPECT_EQ(Run("smooth -w 1 -", step).out,
-            "-2       0\n-1  0.0625\n0      0.5\n1   0.9375\n2        1\n");
+            "-2       1\n-1  1.0625\n0      1.5\n1   1.9375\n2        2\n");
 }
 
 TEST_F(KomathTest, LargeFilesStreamAcrossBlocksWithExactLineNumbers) {
@@ -401,7 +401,6 @@ TEST_F(KomathTest, OutputFilesAreOnlyRegularFiles) {
   EXPECT_TRUE(fs::is_fifo(m_dir / "fifo"));
   EXPECT_TRUE(fs::is_symlink(m_dir / "link.svg"));
   EXPECT_EQ(Read(m_dir / "target.svg"), "kept");
-  // A regular file is replaced as a whole.
   EXPECT_EQ(Run(align + "target.svg").status, 0);
   EXPECT_EQ(Read(m_dir / "target.svg").rfind("<?xml", 0), 0u);
 }
