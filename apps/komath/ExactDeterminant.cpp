@@ -139,7 +139,6 @@ std::uint64_t DeterminantModulo(const std::vector<Entry>& b, std::size_t n, std:
     const std::uint64_t inverse = mod.To(PowMod(plain, prime - 2, prime));
     for (std::size_t i = k + 1; i < n; ++i) {
       std::uint64_t* target = &work[i * n];
-      if (target[k] == 0) continue;
       const std::uint64_t factor = mod.Mul(target[k], inverse);
       for (std::size_t j = k + 1; j < n; ++j) {
         target[j] = mod.Sub(target[j], mod.Mul(factor, row[j]));
