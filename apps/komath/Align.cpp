@@ -76,7 +76,7 @@ void RunAlign(const AlignCommandOptions& options) {
   Motion known;
   const Clock::time_point readStart = Clock::now();
   const double readCpuStart = CpuSeconds();
-  std::uint64_t bytes = 0;
+  std::uint64_t bytes{};  // none for the sample
   if (sample) {
     known = SampleMotion(options.planar, options.translationOnly, !options.scale.empty());
     const KbArray<KbVector3f> shape = SampleShape();
@@ -87,9 +87,9 @@ void RunAlign(const AlignCommandOptions& options) {
               "noise of sd " +
               Format(c_sampleNoise) + " (target)\n";
   } else {
-    NumberReader targetReader(options.files[0], {.finiteOnly = true});
+    NumberReader targetReader(options.files[0]);
     target = ReadPoints(targetReader);
-    NumberReader sourceReader(options.files[1], {.finiteOnly = true});
+    NumberReader sourceReader(options.files[1]);
     source = ReadPoints(sourceReader);
     bytes = targetReader.BytesRead() + sourceReader.BytesRead();
     if (target.Count() != source.Count()) {

@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <vector>
 
@@ -28,7 +29,7 @@ nlohmann::json Approximation(const ExactDeterminant& det) {
   if (det.sign == 0) return 0.0;
   const std::string digits = det.hexadecimal.substr(det.sign < 0 ? 3 : 2);
   const std::string text = digits + "p" + std::to_string(det.powerOfTwo);
-  double value = 0;
+  double value{};  // set when the text parses
   const auto parsed =
       std::from_chars(text.data(), text.data() + text.size(), value, std::chars_format::hex);
   if (parsed.ec == std::errc() && value != 0 && std::isfinite(value)) return det.sign * value;
@@ -37,21 +38,23 @@ nlohmann::json Approximation(const ExactDeterminant& det) {
   // (the fraction exact to 2^-64); double logarithms would lose the leading
   // digits.
   const std::size_t lead = std::min<std::size_t>(digits.size(), 16);
-  int topExponent = 0;
+  int topExponent{};
   const double t =
       2 * std::frexp(double(std::stoull(digits.substr(0, lead), nullptr, 16)), &topExponent);
   const std::int64_t e =
       det.powerOfTwo + std::int64_t(4 * (digits.size() - lead)) + topExponent - 1;
   constexpr std::uint64_t kLog10TwoHigh = 0x4d104d427de7fbccull;  // log10(2) 2^128
   constexpr std::uint64_t kLog10TwoLow = 0x47c4acd605be48bcull;
-  const std::uint64_t magnitude = e < 0 ? 0 - std::uint64_t(e) : std::uint64_t(e);
+  const auto magnitude = std::uint64_t(std::abs(e));
   const UInt128 product =
       UInt128(magnitude) * kLog10TwoHigh + (UInt128(magnitude) * kLog10TwoLow >> 64);
   auto whole = std::int64_t(product >> 64);
   double fraction = std::ldexp(double(static_cast<std::uint64_t>(product)), -64);
+  // e log10(2) is irrational, so for e < 0 its fraction is never 0 and the
+  // floor is one below minus the whole part.
   if (e < 0) {
-    whole = -whole - (fraction != 0 ? 1 : 0);
-    fraction = fraction != 0 ? 1 - fraction : 0;
+    whole = -whole - 1;
+    fraction = 1 - fraction;
   }
   double log10 = fraction + std::log10(t);  // in [0, 1.31)
   const double carry = std::floor(log10);
@@ -64,8 +67,10 @@ nlohmann::json Approximation(const ExactDeterminant& det) {
   char buffer[64];
   const auto end = std::to_chars(buffer, buffer + sizeof buffer, det.sign * mantissa,
                                  std::chars_format::fixed, 14);
-  return std::string(buffer, end.ptr) + "e" + (decade < 0 ? "-" : "+") +
-         std::to_string(decade < 0 ? -decade : decade);
+  // The exponent with its sign always shown: e+600, e-647.
+  std::snprintf(end.ptr, std::size_t(buffer + sizeof buffer - end.ptr), "e%+lld",
+                static_cast<long long>(decade));
+  return buffer;
 }
 
 void RunDet(const DetOptions& options) {

@@ -31,14 +31,16 @@ std::uint64_t PowMod(std::uint64_t base, std::uint64_t exponent, std::uint64_t p
 }
 
 // Miller-Rabin, deterministic for every odd n above these seven bases and
-// below 2^64 (the candidates here are odd and above 2^61).
+// below 2^64 (the candidates here are odd and above 2^61). With n above
+// every base, a power x = 0 means that n shares a factor with the base, so
+// x = 0 counts as a witness of compositeness like any other x.
 bool IsPrime(std::uint64_t n) {
   const int twos = std::countr_zero(n - 1);
   const std::uint64_t odd = (n - 1) >> twos;
   for (std::uint64_t base :
        {2ull, 325ull, 9375ull, 28178ull, 450775ull, 9780504ull, 1795265022ull}) {
     std::uint64_t x = PowMod(base, odd, n);
-    if (x == 0 || x == 1 || x == n - 1) continue;
+    if (x == 1 || x == n - 1) continue;
     bool composite = true;
     for (int i = 1; i < twos && composite; ++i) {
       x = MulMod(x, x, n);
@@ -58,7 +60,8 @@ std::vector<std::uint64_t> Primes(std::size_t count) {
   static std::mutex mutex;
   static std::vector<std::uint64_t> primes;
   const std::lock_guard lock(mutex);
-  std::uint64_t candidate = primes.empty() ? (std::uint64_t(1) << 62) - 1 : primes.back() - 2;
+  constexpr std::uint64_t kFirstCandidate = 0x3fffffffffffffff;  // 2^62 - 1
+  std::uint64_t candidate = primes.empty() ? kFirstCandidate : primes.back() - 2;
   while (primes.size() < count) {
     if (IsPrime(candidate)) primes.push_back(candidate);
     candidate -= 2;
@@ -67,7 +70,9 @@ std::vector<std::uint64_t> Primes(std::size_t count) {
 }
 
 // Montgomery arithmetic modulo an odd p < 2^62 with R = 2^64: x is held as
-// x R mod p, so a product needs no division.
+// x R mod p, so a product needs no division. Every result is reduced into
+// [0, p) as the smaller of v and v - p: when v < p the difference wraps
+// round to a number above v.
 struct Montgomery {
   explicit Montgomery(std::uint64_t prime) : p(prime) {
     // p^-1 mod 2^64 by Newton's iteration: p p = 1 mod 8 for odd p, so the
@@ -81,27 +86,25 @@ struct Montgomery {
   std::uint64_t Reduce(UInt128 t) const {
     const std::uint64_t m = static_cast<std::uint64_t>(t) * negInverse;
     const auto u = static_cast<std::uint64_t>((t + UInt128(m) * p) >> 64);
-    return u >= p ? u - p : u;
+    return std::min(u, u - p);
   }
   std::uint64_t Mul(std::uint64_t a, std::uint64_t b) const { return Reduce(UInt128(a) * b); }
   std::uint64_t To(std::uint64_t x) const { return Mul(x % p, r2); }
   std::uint64_t From(std::uint64_t x) const { return Reduce(x); }
-  std::uint64_t Add(std::uint64_t a, std::uint64_t b) const {
-    return a + b >= p ? a + b - p : a + b;
-  }
-  std::uint64_t Sub(std::uint64_t a, std::uint64_t b) const { return a >= b ? a - b : a + p - b; }
+  std::uint64_t Add(std::uint64_t a, std::uint64_t b) const { return std::min(a + b, a + b - p); }
+  std::uint64_t Sub(std::uint64_t a, std::uint64_t b) const { return std::min(a - b, a + p - b); }
 
   std::uint64_t p;
-  std::uint64_t negInverse = 0;
-  std::uint64_t r2 = 0;  // R^2 mod p
+  std::uint64_t negInverse{};
+  std::uint64_t r2{};  // R^2 mod p
 };
 
 // One matrix entry m 2^shift of the integer matrix, m an odd integer below
-// 2^53 (0 for a zero entry).
+// 2^53; a zero entry keeps all three fields empty.
 struct Entry {
-  std::uint64_t odd = 0;
-  bool negative = false;
-  std::int64_t shift = 0;
+  std::uint64_t odd{};
+  bool negative{};
+  std::int64_t shift{};
 };
 
 // det(B) mod p for the integer matrix B, by Gaussian elimination over the
@@ -113,11 +116,11 @@ std::uint64_t DeterminantModulo(const std::vector<Entry>& b, std::size_t n, std:
   std::vector<std::uint64_t> powers{mod.To(1)};
   while (powers.size() <= std::size_t(maxShift))
     powers.push_back(mod.Add(powers.back(), powers.back()));
-  work.resize(n * n);
-  for (std::size_t i = 0; i < n * n; ++i) {
-    const std::uint64_t r = mod.Mul(mod.To(b[i].odd), powers[std::size_t(b[i].shift)]);
-    work[i] = b[i].negative ? mod.Sub(0, r) : r;
-  }
+  work.resize(b.size());
+  std::transform(b.begin(), b.end(), work.begin(), [&](const Entry& entry) {
+    const std::uint64_t r = mod.Mul(mod.To(entry.odd), powers[std::size_t(entry.shift)]);
+    return entry.negative ? mod.Sub(0, r) : r;
+  });
   std::uint64_t det = mod.To(1);
   for (std::size_t k = 0; k < n; ++k) {
     std::size_t pivot = k;
@@ -136,7 +139,6 @@ std::uint64_t DeterminantModulo(const std::vector<Entry>& b, std::size_t n, std:
     const std::uint64_t inverse = mod.To(PowMod(plain, prime - 2, prime));
     for (std::size_t i = k + 1; i < n; ++i) {
       std::uint64_t* target = &work[i * n];
-      if (target[k] == 0) continue;
       const std::uint64_t factor = mod.Mul(target[k], inverse);
       for (std::size_t j = k + 1; j < n; ++j) {
         target[j] = mod.Sub(target[j], mod.Mul(factor, row[j]));
@@ -179,6 +181,7 @@ Natural Minus(Natural a, const Natural& b) {
 }
 
 // Divides a non-zero x by its largest power of two; returns the exponent.
+// The shift may leave one zero limb on top, which both printers skip.
 std::int64_t StripTwos(Natural& x) {
   std::size_t limbs = 0;
   while (x[limbs] == 0) ++limbs;
@@ -188,7 +191,6 @@ std::int64_t StripTwos(Natural& x) {
     for (std::size_t i = 0; i < x.size(); ++i) {
       x[i] = (x[i] >> bits) | (i + 1 < x.size() ? x[i + 1] << (64 - bits) : 0);
     }
-    if (x.back() == 0) x.pop_back();
   }
   return std::int64_t(limbs) * 64 + bits;
 }
@@ -235,11 +237,11 @@ void CheckInput(std::span<const double> a, std::size_t n) {
   if (n > std::numeric_limits<unsigned>::max()) {
     throw std::invalid_argument("matrix order " + std::to_string(n) + " is too large");
   }
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (!std::isfinite(a[i])) {
-      throw std::invalid_argument("matrix entry (" + std::to_string(i / n + 1) + ", " +
-                                  std::to_string(i % n + 1) + ") is not finite");
-    }
+  const auto bad = std::find_if(a.begin(), a.end(), [](double v) { return !std::isfinite(v); });
+  if (bad != a.end()) {
+    const auto i = std::size_t(bad - a.begin());
+    throw std::invalid_argument("matrix entry (" + std::to_string(i / n + 1) + ", " +
+                                std::to_string(i % n + 1) + ") is not finite");
   }
 }
 
@@ -247,7 +249,7 @@ void CheckInput(std::span<const double> a, std::size_t n) {
 
 int DetSign(std::span<const double> a, std::size_t n) {
   CheckInput(a, n);
-  std::int32_t sign = 0;
+  std::int32_t sign{};
   if (!KoMpMatrixToDeterminantExactSign::Compute(a.data(), unsigned(n), sign)) {
     throw ComputationError("the exact sign of the determinant could not be computed");
   }
@@ -269,7 +271,7 @@ ExactDeterminant DetExact(std::span<const double> a, std::size_t n) {
     for (std::size_t j = 0; j < n; ++j) {
       const double value = a[i * n + j];
       if (value == 0) continue;
-      int exponent = 0;
+      int exponent{};
       const double mantissa = std::frexp(std::fabs(value), &exponent);
       Entry& entry = b[i * n + j];
       entry.odd = static_cast<std::uint64_t>(std::ldexp(mantissa, 53));

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <utility>
 
 #include "Commands.h"
 #include "Fitting.h"
@@ -18,7 +19,7 @@ namespace {
 
 struct FitOptions {
   std::string file;
-  unsigned int degree = 1;
+  unsigned int degree{};
   bool json = false;
 };
 
@@ -44,7 +45,7 @@ std::string Polynomial(const std::vector<double>& c, const char* variable) {
 }
 
 void RunFit(const FitOptions& options) {
-  NumberReader reader(options.file, {.finiteOnly = true});
+  NumberReader reader(options.file);
   Column xs, ys, sigmas;
   const std::size_t columns =
       ReadTable(reader, 2, 3, "x y [sigma]", [&](std::span<const double> row) {
@@ -62,7 +63,8 @@ void RunFit(const FitOptions& options) {
                          std::to_string(options.degree + 1) + " points, the file has " +
                          std::to_string(n));
   }
-  const std::vector<double> x = xs.Drain(), y = ys.Drain(), sigma = sigmas.Drain();
+  const std::vector<double> x = std::move(xs).Drain(), y = std::move(ys).Drain(),
+                            sigma = std::move(sigmas).Drain();
   const FitResult fit = Fit(x, y, sigma, options.degree);
   double sumSquares = 0;
   for (std::size_t i = 0; i < n; ++i) sumSquares += std::pow(y[i] - Fitted(fit, x[i]), 2);
@@ -126,7 +128,6 @@ void RunFit(const FitOptions& options) {
       }
     }
   }
-  out.Finish();
 }
 
 }  // namespace

@@ -99,7 +99,7 @@ FitResult Fit(std::span<const double> x, std::span<const double> y, std::span<co
   // so; the loop stops when the corrections reach double's last bits or
   // stop shrinking (float noise), keeping the last good coefficients.
   std::vector<double> c(degree + 1, 0.0);
-  double chi = 0, previous = std::numeric_limits<double>::infinity();
+  double chi{}, previous = std::numeric_limits<double>::infinity();
   KbArray<float> correction;
   KoPolynomFit<float> fit;
   fit.SetInput(points, weights, degree, correction);
@@ -197,7 +197,7 @@ void SmoothAs(std::span<const double> x, std::span<const double> y, double halfW
               std::optional<double> period, std::span<double> out) {
   constexpr unsigned d = c_components<T>;
   const std::size_t n = x.size();
-  double shift = 0, scale = 0;
+  double shift{}, scale{};
   Domain(x, shift, scale);
   if (!(scale > 0)) scale = 1;  // a single position: nothing to scale
   double mean[3] = {0, 0, 0}, spread[3] = {0, 0, 0};
@@ -222,7 +222,7 @@ void SmoothAs(std::span<const double> x, std::span<const double> y, double halfW
   KoFtArrayConvolution<T> convolution;
   convolution.SetInput(float(halfWidth / scale), positions, period.has_value(), float(periodUnits),
                        values);
-  bool computed = false;
+  bool computed{};
   try {
     computed = convolution.Compute(KoAlgorithm::eComputeDefault);
   } catch (const KbException&) {

@@ -25,9 +25,9 @@ namespace komath {
 struct FitResult {
   std::vector<double> coefficients;        // in x, constant first
   std::vector<double> scaledCoefficients;  // in u = (x - shift) / scale, constant first
-  double shift = 0;
-  double scale = 1;
-  double chiSquare = 0;  // of the fitted polynomial (its form in u) on the original data
+  double shift{};
+  double scale{};
+  double chiSquare{};  // of the fitted polynomial (its form in u) on the original data
   // True when the power-basis form in x loses most of its digits on the data
   // (its terms sum to more than 1e8 times the largest |y|, so evaluating it
   // in double keeps fewer digits than the float fit): use the fit in u.

@@ -76,7 +76,7 @@ void RunGpa(const GpaCommandOptions& options) {
     shapes.landmarks = shapes.points.Count() / shapes.Count();
   }
   for (const std::string& file : options.files) {
-    NumberReader reader(file, {.finiteOnly = true});
+    NumberReader reader(file);
     ReadShapes(reader, shapes);
   }
   const std::size_t k = shapes.Count(), m = shapes.landmarks, d = shapes.points.dimension;

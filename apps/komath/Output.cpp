@@ -45,7 +45,7 @@ nlohmann::json Json(float value) {
   if (!std::isfinite(value)) NonFinite(value);
   // The double nearest to the float's shortest text prints as that text.
   const std::string text = Format(value);
-  double widened = 0;
+  double widened{};
   std::from_chars(text.data(), text.data() + text.size(), widened);
   return widened;
 }
@@ -116,7 +116,7 @@ void WriteOutputFile(const std::string& path, const std::string& content) {
   std::size_t left = content.size();
   while (left > 0 && error == 0) {
     const ssize_t written = ::write(fd, data, left);
-    if (written < 0) {
+    if (written == -1) {
       if (errno != EINTR) error = errno;
       continue;
     }
@@ -143,7 +143,7 @@ void FinishStandardOutput() {
   // The command-line library prints help through std::cout, which writes
   // through to stdout; ferror keeps a failure of such an unchecked write.
   std::cout.flush();
-  const bool failedBefore = std::ferror(stdout) != 0 || !std::cout.good();
+  const bool failedBefore = std::ferror(stdout) != 0;
   // fclose flushes first and reports a failed flush as its own.
   if (std::fclose(stdout) != 0) StandardOutputFailed(errno);
   if (failedBefore) StandardOutputFailed(EIO);

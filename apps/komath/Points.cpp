@@ -20,9 +20,9 @@ PointSet ReadPoints(NumberReader& reader) {
 
 void ReadShapes(NumberReader& reader, ShapeSet& shapes) {
   std::size_t columns = 0;
-  std::uint64_t firstLine = 0;
+  std::uint64_t firstLine{};
   // Landmarks of the shape being read (while inShape).
-  std::size_t current = 0;
+  std::size_t current{};
   bool inShape = false;
   const auto finish = [&] {
     if (!inShape) return;
@@ -66,11 +66,10 @@ PointSet Widen(const KbArray<KbVector3f>& points) {
 }
 
 KbVector3d Apply(const KbMatrix4Rf& m, const KbVector3f& p) {
-  double out[3];
-  for (unsigned c = 0; c < 3; ++c) {
-    out[c] = double(p.x) * m(0, c) + double(p.y) * m(1, c) + double(p.z) * m(2, c) + m(3, c);
-  }
-  return {out[0], out[1], out[2]};
+  const auto column = [&](unsigned c) {
+    return double(p.x) * m(0, c) + double(p.y) * m(1, c) + double(p.z) * m(2, c) + m(3, c);
+  };
+  return {column(0), column(1), column(2)};
 }
 
 double RotationAngleBetween(std::span<const double> a, std::span<const double> b) {

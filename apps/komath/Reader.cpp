@@ -1,11 +1,11 @@
 #include "Reader.h"
 
 #include <atomic>
+#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <string_view>
 #include <utility>
 
@@ -36,7 +36,7 @@ std::string Quote(const char* begin, const char* end) {
       static constexpr char kHex[] = "0123456789ABCDEF";
       text += {'\\', 'x', kHex[byte >> 4], kHex[byte & 15]};
     } else {
-      text += byte < 0x20 || byte == 0x7f ? '?' : *p;
+      text += std::iscntrl(byte) ? '?' : *p;
     }
   }
   if (std::size_t(end - begin) > kShown) text += "...";
@@ -45,8 +45,8 @@ std::string Quote(const char* begin, const char* end) {
 
 }  // namespace
 
-NumberReader::NumberReader(const std::string& path, ReaderOptions options)
-    : m_name(path == "-" ? "<stdin>" : path), m_options(options), m_buffer(kBlockSize) {
+NumberReader::NumberReader(const std::string& path)
+    : m_name(path == "-" ? "<stdin>" : path), m_buffer(kBlockSize) {
   if (path == "-") {
     if (g_standardInputTaken.exchange(true)) {
       throw UsageError("standard input ('-') is named twice: it can be read only once");
@@ -63,8 +63,8 @@ NumberReader::NumberReader(const std::string& path, ReaderOptions options)
   std::setvbuf(m_file, nullptr, _IONBF, 0);
 }
 
-NumberReader::NumberReader(std::FILE* stream, std::string name, ReaderOptions options)
-    : m_name(std::move(name)), m_options(options), m_file(stream), m_buffer(kBlockSize) {}
+NumberReader::NumberReader(std::FILE* stream, std::string name)
+    : m_name(std::move(name)), m_file(stream), m_buffer(kBlockSize) {}
 
 NumberReader::~NumberReader() {
   if (m_ownsFile) std::fclose(m_file);
@@ -74,8 +74,9 @@ void NumberReader::Fail(const std::string& message) const {
   throw InputError(m_name, m_line, message);
 }
 
+// Reading on after the end of the input reads nothing: stdio keeps the end
+// of a stream once met (a terminal is not asked again).
 bool NumberReader::fill() {
-  if (m_eof) return false;
   // Keep the unfinished line, moved to the front; grow only when a single
   // line fills the whole buffer.
   const std::size_t pending = m_end - m_begin;
@@ -96,7 +97,6 @@ bool NumberReader::fill() {
     if (std::ferror(m_file)) {
       throw InputError(m_name, 0, std::string("read error: ") + std::strerror(errno));
     }
-    m_eof = true;
     return false;
   }
   m_end += got;
@@ -115,8 +115,7 @@ bool NumberReader::Next() {
   }
   for (;;) {
     const char* data = m_buffer.data();
-    const void* newline =
-        m_begin < m_end ? std::memchr(data + m_begin, '\n', m_end - m_begin) : nullptr;
+    const void* newline = std::memchr(data + m_begin, '\n', m_end - m_begin);
     std::size_t lineEnd;
     std::size_t next;
     if (newline != nullptr) {
@@ -182,7 +181,7 @@ double NumberReader::parseField(const char* begin, const char* end, std::size_t 
     negative = *p == '-';
     ++p;
   }
-  double value = 0;
+  double value{};
   std::from_chars_result result{p, std::errc::invalid_argument};
   if (p != end && (*p == '-' || *p == '+')) {
     // A doubled sign; from_chars would take the second one.
@@ -201,13 +200,7 @@ double NumberReader::parseField(const char* begin, const char* end, std::size_t 
   }
   if (result.ec != std::errc() || result.ptr != end) fail(" is not a number");
   if (negative) value = -value;
-  if (m_options.finiteOnly && !std::isfinite(value)) {
-    fail(" is not finite (NaN or infinity make no sense here)");
-  }
-  if (m_options.floatRange && std::isfinite(value) &&
-      std::fabs(value) > double(std::numeric_limits<float>::max())) {
-    fail(" is too large for single precision");
-  }
+  if (!std::isfinite(value)) fail(" is not finite (NaN or infinity make no sense here)");
   return value;
 }
 

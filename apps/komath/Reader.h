@@ -9,7 +9,8 @@
 // UTF-8 byte-order mark at the start of the file is skipped.
 // Numbers are decimal (anything std::from_chars accepts, with an optional
 // leading '+') or hexadecimal floats with a "0x" prefix ("-0x1.8p+3"), which
-// carry a double exactly. The path "-" reads standard input, once per
+// carry a double exactly. NaN and infinities are errors: no command has a
+// use for them. The path "-" reads standard input, once per
 // process: a second reader of "-" throws UsageError, because standard input
 // has been read to its end by then (`komath align - -`).
 //
@@ -30,22 +31,14 @@
 
 namespace komath {
 
-struct ReaderOptions {
-  // NaN and infinities are errors: no command has a use for them.
-  bool finiteOnly = true;
-  // Values must also be finite as float: the registration, fitting and
-  // smoothing algorithms compute in single precision.
-  bool floatRange = false;
-};
-
 class NumberReader {
  public:
   // Opens `path` ("-" is standard input); throws InputError when it cannot,
   // UsageError when "-" was opened before in this process.
-  explicit NumberReader(const std::string& path, ReaderOptions options = {});
+  explicit NumberReader(const std::string& path);
   // Reads `stream`, which stays open and owned by the caller (a stream in
   // memory, for instance); `name` is used in messages.
-  NumberReader(std::FILE* stream, std::string name, ReaderOptions options = {});
+  NumberReader(std::FILE* stream, std::string name);
   ~NumberReader();
   NumberReader(const NumberReader&) = delete;
   NumberReader& operator=(const NumberReader&) = delete;
@@ -71,10 +64,8 @@ class NumberReader {
   double parseField(const char* begin, const char* end, std::size_t field) const;
 
   std::string m_name;
-  ReaderOptions m_options;
   std::FILE* m_file = nullptr;
   bool m_ownsFile = false;
-  bool m_eof = false;
   bool m_started = false;  // the byte-order mark check is done
   std::vector<char> m_buffer;
   std::size_t m_begin = 0;  // first unparsed byte of the buffer
@@ -101,7 +92,7 @@ template <class RowFunction>
 std::size_t ReadTable(NumberReader& reader, std::size_t minColumns, std::size_t maxColumns,
                       const char* layout, RowFunction&& row) {
   std::size_t columns = 0;
-  std::uint64_t firstLine = 0;
+  std::uint64_t firstLine{};
   while (reader.Next()) {
     if (reader.IsBlank()) continue;
     CheckColumns(reader, columns, minColumns, maxColumns, layout, firstLine);

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <numeric>
+#include <optional>
 #include <string>
 
 #include "Errors.h"
@@ -13,17 +16,37 @@ namespace komath {
 namespace {
 
 using Rotation = std::array<double, 9>;  // 3 x 3, row after row, row-vector convention
+using Vector = std::array<double, 3>;
+
+// f(a[c], b[c]) for every coordinate c.
+template <class Function>
+Vector Zip(const Vector& a, const Vector& b, Function f) {
+  Vector out;
+  std::transform(a.begin(), a.end(), b.begin(), out.begin(), f);
+  return out;
+}
+
+// The sum of (a[c] - b[c])^2, added to `sum` coordinate by coordinate.
+double AddSquaredDistance(double sum, const Vector& a, const Vector& b) {
+  return std::inner_product(a.begin(), a.end(), b.begin(), sum, std::plus<>(),
+                            [](double x, double y) { return (x - y) * (x - y); });
+}
 
 // One point set centred and scaled in double: what the float library sees.
 struct Conditioned {
-  std::array<double, 3> centre{};
-  double size = 0;  // root of the sum of squared centred lengths
+  Vector centre{};
+  double size{};  // root of the sum of squared centred lengths
   KbArray<KbVector3f> points;
 };
 
 double Coordinate(std::span<const double> points, std::size_t dimension, std::size_t i,
                   std::size_t c) {
   return c < dimension ? points[i * dimension + c] : 0.0;
+}
+
+Vector Point(std::span<const double> points, std::size_t dimension, std::size_t i) {
+  return {Coordinate(points, dimension, i, 0), Coordinate(points, dimension, i, 1),
+          Coordinate(points, dimension, i, 2)};
 }
 
 void CheckDimension(std::size_t dimension) {
@@ -39,31 +62,30 @@ void CheckFinite(std::span<const double> values, const std::string& what) {
   }
 }
 
-// Centre (sum in double, point order) and size; `divisor` 0 scales the set
-// to unit size, anything else divides by it.
-Conditioned Condition(std::span<const double> points, std::size_t dimension, double divisor = 0) {
+// Centre (sum in double, point order) and size; without a `divisor` the set
+// is scaled to unit size, with one it is divided by it. A plane set's
+// missing z counts as 0 throughout, which adds nothing to the sums.
+Conditioned Condition(std::span<const double> points, std::size_t dimension,
+                      std::optional<double> divisor = std::nullopt) {
   const std::size_t n = points.size() / dimension;
   Conditioned out;
   for (std::size_t i = 0; i < n; ++i) {
-    for (std::size_t c = 0; c < dimension; ++c) out.centre[c] += points[i * dimension + c];
+    const Vector p = Point(points, dimension, i);
+    out.centre = Zip(out.centre, p, std::plus<>());
   }
   for (double& c : out.centre) c /= double(n);
   double squares = 0;
   for (std::size_t i = 0; i < n; ++i) {
-    for (std::size_t c = 0; c < dimension; ++c) {
-      const double d = points[i * dimension + c] - out.centre[c];
-      squares += d * d;
-    }
+    squares = AddSquaredDistance(squares, Point(points, dimension, i), out.centre);
   }
   out.size = std::sqrt(squares);
-  const double factor = 1 / (divisor == 0 ? out.size : divisor);
+  const double factor = 1 / divisor.value_or(out.size);
   out.points.Resize(unsigned(n));
   for (std::size_t i = 0; i < n; ++i) {
-    double p[3];
-    for (std::size_t c = 0; c < 3; ++c) {
-      p[c] = (Coordinate(points, dimension, i, c) - (c < dimension ? out.centre[c] : 0)) * factor;
-    }
-    out.points[unsigned(i)] = KbVector3f(float(p[0]), float(p[1]), float(p[2]));
+    const Vector p = Point(points, dimension, i);
+    out.points[unsigned(i)] =
+        KbVector3f(float((p[0] - out.centre[0]) * factor), float((p[1] - out.centre[1]) * factor),
+                   float((p[2] - out.centre[2]) * factor));
   }
   return out;
 }
@@ -81,15 +103,11 @@ Rotation Widen(const KbMatrix4Rf& m) {
 }
 
 // p * R for a centred point p (3 coordinates).
-std::array<double, 3> Rotate(const std::array<double, 3>& p, const Rotation& r) {
-  std::array<double, 3> out{};
-  for (unsigned j = 0; j < 3; ++j) out[j] = p[0] * r[j] + p[1] * r[3 + j] + p[2] * r[6 + j];
+Vector Rotate(const Vector& p, const Rotation& r) {
+  Vector out{};
+  for (std::size_t j = 0; j < out.size(); ++j)
+    out[j] = p[0] * r[j] + p[1] * r[3 + j] + p[2] * r[6 + j];
   return out;
-}
-
-std::array<double, 3> Point(std::span<const double> points, std::size_t dimension, std::size_t i) {
-  return {Coordinate(points, dimension, i, 0), Coordinate(points, dimension, i, 1),
-          Coordinate(points, dimension, i, 2)};
 }
 
 bool AllFinite(std::span<const double> values) {
@@ -170,16 +188,12 @@ AlignResult Align(std::span<const double> target, std::span<const double> source
     // overflow.
     double product = 0, squares = 0;
     for (std::size_t i = 0; i < n; ++i) {
-      std::array<double, 3> p = Point(target, dimension, i), q = Point(source, dimension, i);
-      for (unsigned c = 0; c < dimension; ++c) {
-        p[c] = (p[c] - a.centre[c]) / a.size;
-        q[c] = (q[c] - b.centre[c]) / b.size;
-      }
-      const std::array<double, 3> moved = Rotate(q, rotation);
-      for (unsigned c = 0; c < 3; ++c) {
-        product += p[c] * moved[c];
-        squares += q[c] * q[c];
-      }
+      Vector p = Point(target, dimension, i), q = Point(source, dimension, i);
+      p = Zip(p, a.centre, [&](double x, double centre) { return (x - centre) / a.size; });
+      q = Zip(q, b.centre, [&](double x, double centre) { return (x - centre) / b.size; });
+      const Vector moved = Rotate(q, rotation);
+      product = std::inner_product(p.begin(), p.end(), moved.begin(), product);
+      squares = std::inner_product(q.begin(), q.end(), q.begin(), squares);
     }
     scale = product / squares * (a.size / b.size);
     // With an optimal rotation the product is a sum of singular values, never
@@ -192,11 +206,10 @@ AlignResult Align(std::span<const double> target, std::span<const double> source
   }
 
   AlignResult result;
-  result.dimension = dimension;
   result.scale = scale;
-  const std::array<double, 3> movedCentre = Rotate(b.centre, rotation);
-  std::array<double, 3> translation{};
-  for (unsigned c = 0; c < 3; ++c) translation[c] = a.centre[c] - scale * movedCentre[c];
+  const Vector movedCentre = Rotate(b.centre, rotation);
+  const Vector translation = Zip(
+      a.centre, movedCentre, [&](double centre, double moved) { return centre - scale * moved; });
   for (unsigned i = 0; i < dimension; ++i) {
     for (unsigned j = 0; j < dimension; ++j) result.rotation.push_back(rotation[3 * i + j]);
     result.translation.push_back(translation[i]);
@@ -209,14 +222,12 @@ AlignResult Align(std::span<const double> target, std::span<const double> source
 
   double before = 0, after = 0;
   for (std::size_t i = 0; i < n; ++i) {
-    const std::array<double, 3> p = Point(target, dimension, i), q = Point(source, dimension, i);
+    const Vector p = Point(target, dimension, i), q = Point(source, dimension, i);
     // Relative to the centroids, so that large offsets cancel before the
     // rotation rather than after it.
-    std::array<double, 3> centred{};
-    for (unsigned c = 0; c < 3; ++c) centred[c] = q[c] - b.centre[c];
-    std::array<double, 3> moved = Rotate(centred, rotation);
+    Vector moved = Rotate(Zip(q, b.centre, std::minus<>()), rotation);
     double d0 = 0, d1 = 0;
-    for (unsigned c = 0; c < 3; ++c) {
+    for (std::size_t c = 0; c < moved.size(); ++c) {
       moved[c] = scale * moved[c] - (p[c] - a.centre[c]);
       d0 += (p[c] - q[c]) * (p[c] - q[c]);
       d1 += moved[c] * moved[c];
@@ -253,34 +264,32 @@ std::vector<Rotation> RigidRotations(const std::vector<Conditioned>& shapes,
   procrustes.GetFlags().Set(KoProcrustes::ePlanar, planar);
   procrustes.GetFlags().Set(KoProcrustes::eAllowReflection, options.allowReflection);
   KbArray<KbVector3f> mean = shapes[options.reference].points;
-  std::vector<double> current(3 * m), candidate(3 * m);
+  // The mean in double, landmark by landmark: the current one and the next.
+  std::vector<Vector> current(m), candidate(m);
   for (std::size_t j = 0; j < m; ++j) {
-    current[3 * j] = mean[unsigned(j)].x, current[3 * j + 1] = mean[unsigned(j)].y;
-    current[3 * j + 2] = mean[unsigned(j)].z;
+    const KbVector3f& p = mean[unsigned(j)];
+    current[j] = {p.x, p.y, p.z};
   }
   std::vector<Rotation> rotations(k);
   const double divisor = shapes[options.reference].size;
   for (rounds = 0;; ++rounds) {
-    std::fill(candidate.begin(), candidate.end(), 0.0);
+    std::fill(candidate.begin(), candidate.end(), Vector{});
     for (std::size_t i = 0; i < k; ++i) {
       rotations[i] = ProcrustesRotation(procrustes, mean, shapes[i].points, "gpa (rigid)");
       const std::span<const double> shape = input.subspan(i * m * dimension, m * dimension);
       for (std::size_t j = 0; j < m; ++j) {
-        std::array<double, 3> p = Point(shape, dimension, j);
-        for (unsigned c = 0; c < dimension; ++c) p[c] = (p[c] - shapes[i].centre[c]) / divisor;
-        const std::array<double, 3> moved = Rotate(p, rotations[i]);
-        for (unsigned c = 0; c < 3; ++c) candidate[3 * j + c] += moved[c] / double(k);
+        Vector p = Point(shape, dimension, j);
+        p = Zip(p, shapes[i].centre,
+                [&](double x, double centre) { return (x - centre) / divisor; });
+        const Vector moved = Rotate(p, rotations[i]);
+        candidate[j] =
+            Zip(candidate[j], moved, [&](double sum, double v) { return sum + v / double(k); });
       }
     }
     const double squaredTolerance = options.tolerance * options.tolerance;
     bool settled = true;
     for (std::size_t j = 0; j < m && settled; ++j) {
-      double d = 0;
-      for (unsigned c = 0; c < 3; ++c) {
-        d += (candidate[3 * j + c] - current[3 * j + c]) *
-             (candidate[3 * j + c] - current[3 * j + c]);
-      }
-      settled = d <= squaredTolerance;
+      settled = AddSquaredDistance(0, candidate[j], current[j]) <= squaredTolerance;
     }
     // As in the library: on convergence the rotations onto the previous
     // mean stand.
@@ -294,7 +303,7 @@ std::vector<Rotation> RigidRotations(const std::vector<Conditioned>& shapes,
     current.swap(candidate);
     for (std::size_t j = 0; j < m; ++j) {
       mean[unsigned(j)] =
-          KbVector3f(float(current[3 * j]), float(current[3 * j + 1]), float(current[3 * j + 2]));
+          KbVector3f(float(current[j][0]), float(current[j][1]), float(current[j][2]));
     }
   }
 }
@@ -337,8 +346,9 @@ GpaResult Gpa(std::span<const double> shapes, std::size_t shapeCount, std::size_
                      std::to_string(options.reference) + " are identical");
   }
   for (std::size_t i = 0; i < k; ++i) {
-    conditioned[i] = Condition(shapes.subspan(i * size, size), dimension,
-                               options.method == GpaMethod::eRigid ? reference.size : 0);
+    conditioned[i] = Condition(
+        shapes.subspan(i * size, size), dimension,
+        options.method == GpaMethod::eRigid ? std::optional(reference.size) : std::nullopt);
     if (!(conditioned[i].size > 0)) {
       throw InputError("gpa: all landmarks of shape " + std::to_string(i) +
                        " are identical: it has no shape to align");
@@ -355,7 +365,7 @@ GpaResult Gpa(std::span<const double> shapes, std::size_t shapeCount, std::size_
   // Per shape: its scale onto the aligned copy and the point (in input units)
   // that the rotation acts about.
   std::vector<double> scales(k, 1.0);
-  std::vector<std::array<double, 3>> pivots(k);
+  std::vector<Vector> pivots(k);
   if (options.method == GpaMethod::eRigid) {
     rotations = RigidRotations(conditioned, shapes, m, dimension, options, planar, result.rounds);
     for (std::size_t i = 0; i < k; ++i) pivots[i] = conditioned[i].centre;
@@ -398,8 +408,8 @@ GpaResult Gpa(std::span<const double> shapes, std::size_t shapeCount, std::size_
       scales[i] = reference.size * double(factors[u]) / s;
       // The library rotates about the float centroid of the conditioned
       // shape, a rounding away from zero: carried over exactly.
-      const double d[] = {centres[u].x, centres[u].y, centres[u].z};
-      for (unsigned c = 0; c < 3; ++c) pivots[i][c] = conditioned[i].centre[c] + s * d[c];
+      pivots[i] = Zip(conditioned[i].centre, {centres[u].x, centres[u].y, centres[u].z},
+                      [&](double centre, double d) { return centre + s * d; });
     }
   }
 
@@ -407,36 +417,39 @@ GpaResult Gpa(std::span<const double> shapes, std::size_t shapeCount, std::size_
   // double from the input.
   result.aligned.resize(k * size);
   result.scales = scales;
-  std::vector<double> mean(3 * m, 0.0);
+  std::vector<Vector> mean(m);
   for (std::size_t i = 0; i < k; ++i) {
     const std::span<const double> shape = shapes.subspan(i * size, size);
-    const std::array<double, 3> pivot = Rotate(pivots[i], rotations[i]);
+    const Vector pivot = Rotate(pivots[i], rotations[i]);
     for (unsigned r = 0; r < dimension; ++r) {
       for (unsigned c = 0; c < dimension; ++c) result.rotations.push_back(rotations[i][3 * r + c]);
       result.translations.push_back(reference.centre[r] - scales[i] * pivot[r]);
     }
     for (std::size_t j = 0; j < m; ++j) {
-      std::array<double, 3> p = Point(shape, dimension, j);
-      for (unsigned c = 0; c < dimension; ++c) p[c] -= pivots[i][c];
-      const std::array<double, 3> moved = Rotate(p, rotations[i]);
+      const Vector p = Point(shape, dimension, j);
+      const Vector moved = Rotate(Zip(p, pivots[i], std::minus<>()), rotations[i]);
       for (unsigned c = 0; c < dimension; ++c) {
         result.aligned[i * size + j * dimension + c] = scales[i] * moved[c] + reference.centre[c];
       }
-      for (unsigned c = 0; c < 3; ++c) mean[3 * j + c] += scales[i] * moved[c] / double(k);
+      mean[j] = Zip(mean[j], moved,
+                    [&](double sum, double v) { return sum + scales[i] * v / double(k); });
     }
   }
   // The mean of the aligned shapes; full and partial means are of unit size
   // in the conditioned units, so here of the reference's size.
   if (options.method != GpaMethod::eRigid) {
     double squares = 0;
-    for (double v : mean) squares += v * v;
+    for (const Vector& v : mean)
+      squares = std::inner_product(v.begin(), v.end(), v.begin(), squares);
     const double factor = reference.size / std::sqrt(squares);
-    for (double& v : mean) v *= factor;
+    for (Vector& v : mean) {
+      for (double& x : v) x *= factor;
+    }
   }
   result.mean.resize(size);
   for (std::size_t j = 0; j < m; ++j) {
     for (unsigned c = 0; c < dimension; ++c) {
-      result.mean[j * dimension + c] = mean[3 * j + c] + reference.centre[c];
+      result.mean[j * dimension + c] = mean[j][c] + reference.centre[c];
     }
   }
   CheckResult(result.mean, "gpa");

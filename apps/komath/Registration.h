@@ -41,18 +41,18 @@ struct AlignOptions {
   bool translationOnly = false;
 };
 
+// Align fills in every field.
 struct AlignResult {
-  std::size_t dimension = 3;
   std::vector<double> rotation;     // d x d, row after row
   std::vector<double> translation;  // d
-  double scale = 1;
+  double scale{};
   std::array<double, 16> matrix{};  // 4 x 4, row after row, row-vector convention
   // Distances between corresponding target and moved source points, in
   // the input's own units.
-  double rmsBefore = 0;
-  double maxBefore = 0;
-  double rmsAfter = 0;
-  double maxAfter = 0;
+  double rmsBefore{};
+  double maxBefore{};
+  double rmsAfter{};
+  double maxAfter{};
 };
 
 // Aligns `source` onto `target`, both `dimension` coordinates per point and
@@ -75,10 +75,11 @@ struct GpaOptions {
   bool allowReflection = false;
 };
 
+// Gpa fills in every field.
 struct GpaResult {
-  std::size_t shapes = 0;     // k
-  std::size_t landmarks = 0;  // m
-  std::size_t dimension = 3;  // d
+  std::size_t shapes{};     // k
+  std::size_t landmarks{};  // m
+  std::size_t dimension{};  // d
   // Everything below is in the input's units and dimension. Shape i maps
   // onto its aligned copy as  aligned_i = scales[i] * shape_i * R_i + t_i.
   std::vector<double> mean;          // m x d
@@ -86,7 +87,7 @@ struct GpaResult {
   std::vector<double> rotations;     // k x d x d
   std::vector<double> scales;        // k
   std::vector<double> translations;  // k x d
-  unsigned rounds = 0;               // mean iterations until it settled
+  unsigned rounds{};                 // mean iterations until it settled
 };
 
 // Generalized Procrustes analysis of k shapes of m landmarks of dimension d,

@@ -9,6 +9,7 @@
 #include "Commands.h"
 #include "Errors.h"
 #include "Output.h"
+#include "Stream.h"
 #include "math/rotations/KoRandomNumberGenerator.h"
 
 namespace komath {
@@ -27,8 +28,9 @@ struct RngOptions {
 // A seed from the clock, for a run that names none: the nanoseconds of the
 // calendar time mixed (splitmix64's finalizer) into 32 bits.
 std::uint32_t ClockSeed() {
-  auto x = static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch() /
-                                      std::chrono::nanoseconds(1));
+  auto x = static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                          std::chrono::system_clock::now().time_since_epoch())
+                                          .count());
   x = (x ^ (x >> 30)) * 0xbf58476d1ce4e5b9ull;
   x = (x ^ (x >> 27)) * 0x94d049bb133111ebull;
   return static_cast<std::uint32_t>(x ^ (x >> 31));
@@ -81,23 +83,17 @@ void RunRng(const RngOptions& options) {
   };
   // Streamed: a count of billions needs no memory. Only writing can fail
   // once the first number is out, and that stops the run at once.
-  std::string block;
-  const auto flush = [&] {
-    WriteStandardOutput(block);
-    block.clear();
-  };
+  StreamWriter out;
   if (options.json) {
-    block = "{\n  \"distribution\": " + nlohmann::json(distribution).dump() +
-            ",\n  \"seed\": " + seed.dump() + ",\n  \"numbers\": [";
+    out.Write("{\n  \"distribution\": " + nlohmann::json(distribution).dump() +
+              ",\n  \"seed\": " + seed.dump() + ",\n  \"numbers\": [");
   }
   for (std::int64_t i = 0; i < options.count; ++i) {
-    if (options.json) block += i == 0 ? "\n    " : ",\n    ";
-    block += next();
-    if (!options.json) block += '\n';
-    if (block.size() > (1u << 16)) flush();
+    if (options.json) out.Write(i == 0 ? "\n    " : ",\n    ");
+    out.Write(next());
+    if (!options.json) out.Write("\n");
   }
-  if (options.json) block += options.count == 0 ? "]\n}\n" : "\n  ]\n}\n";
-  flush();
+  if (options.json) out.Write(options.count == 0 ? "]\n}\n" : "\n  ]\n}\n");
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ namespace komath {
 struct Motion {
   KbMatrix4Rf rotation;  // row-vector convention: p · rotation
   KbVector3f translation;
-  float scale = 1;
+  float scale{};
   // (p, 1) · Matrix() = scale · p · rotation + translation.
   KbMatrix4Rf Matrix() const;
 };

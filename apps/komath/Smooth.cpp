@@ -6,6 +6,7 @@
 #include <cmath>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "Commands.h"
@@ -20,7 +21,7 @@ namespace {
 
 struct SmoothOptions {
   std::string file;
-  double halfWidth = 0;
+  double halfWidth{};
   std::optional<double> period;
   bool json = false;
 };
@@ -32,10 +33,11 @@ void RunSmooth(const SmoothOptions& options) {
   if (options.period && !(std::isfinite(*options.period) && *options.period > 0)) {
     throw UsageError("--period must be finite and > 0");
   }
-  NumberReader reader(options.file, {.finiteOnly = true});
+  NumberReader reader(options.file);
   Column positions, values;
-  double first = 0, last = 0;
-  std::uint64_t previousLine = 0;
+  // Of the first and the latest row; set when the first row is read.
+  double first{}, last{};
+  std::uint64_t previousLine{};
   const std::size_t width =
       ReadTable(reader, 2, 4, "position value [value [value]]", [&](std::span<const double> row) {
         const double position = row[0];
@@ -54,8 +56,8 @@ void RunSmooth(const SmoothOptions& options) {
         previousLine = reader.Line();
       });
   const std::size_t components = width - 1;
-  const std::vector<double> x = positions.Drain();
-  std::vector<double> y = values.Drain();
+  const std::vector<double> x = std::move(positions).Drain();
+  std::vector<double> y = std::move(values).Drain();
   Smooth(x, y, components, options.halfWidth, options.period, y);
 
   StreamWriter out;
@@ -94,7 +96,6 @@ void RunSmooth(const SmoothOptions& options) {
       }
     }
   }
-  out.Finish();
 }
 
 }  // namespace

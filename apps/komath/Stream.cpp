@@ -1,27 +1,13 @@
 #include "Stream.h"
 
+#include <utility>
+
 #include "Output.h"
 
 namespace komath {
-namespace {
-
-// Large enough that the writes cost nothing next to the formatting.
-constexpr std::size_t c_bufferSize = 1 << 16;
-
-}  // namespace
 
 void StreamWriter::Write(std::string_view text) {
-  m_buffer += text;
-  if (m_buffer.size() >= c_bufferSize) flush();
-}
-
-void StreamWriter::flush() {
-  WriteStandardOutput(m_buffer);
-  m_buffer.clear();
-}
-
-void StreamWriter::Finish() {
-  flush();
+  WriteStandardOutput(text);
 }
 
 void StreamWriter::Member(const std::string& key, const nlohmann::json& value, bool last) {
@@ -53,15 +39,14 @@ void Column::PushBack(double value) {
   ++m_size;
 }
 
-std::vector<double> Column::Drain() {
+std::vector<double> Column::Drain() && {
   std::vector<double> out;
   out.reserve(m_size);
   for (std::vector<double>& chunk : m_chunks) {
-    out.insert(out.end(), chunk.begin(), chunk.end());
-    std::vector<double>().swap(chunk);
+    // Taken out of the column, so that it is released once copied.
+    const std::vector<double> taken = std::exchange(chunk, {});
+    out.insert(out.end(), taken.begin(), taken.end());
   }
-  m_chunks.clear();
-  m_size = 0;
   return out;
 }
 

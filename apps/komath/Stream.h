@@ -1,8 +1,9 @@
 // StreamWriter: standard output written as it is produced, for the
-// commands whose output grows with their input (fit, smooth), so that the
-// text is never held whole. Write errors (a full disk, a closed pipe) are
-// thrown as InputError naming standard output, at the latest when the run
-// closes standard output (FinishStandardOutput).
+// commands whose output grows with their input (fit, smooth, rng), so that
+// the text is never held whole; stdio's buffer batches the small writes.
+// Write errors (a full disk, a closed pipe) are thrown as InputError naming
+// standard output, at the latest when the run closes standard output
+// (FinishStandardOutput).
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -15,24 +16,13 @@ namespace komath {
 
 class StreamWriter {
  public:
-  StreamWriter() = default;
-  StreamWriter(const StreamWriter&) = delete;
-  StreamWriter& operator=(const StreamWriter&) = delete;
-
   void Write(std::string_view text);
-  // Hands what is still buffered to standard output.
-  void Finish();
 
   // JSON pieces in the layout of nlohmann-json's dump(2): "key": value
   // members of an object at indentation level 1, and an array of doubles
   // streamed one element per line.
   void Member(const std::string& key, const nlohmann::json& value, bool last = false);
   void ArrayMember(const std::string& key, std::span<const double> values, bool last = false);
-
- private:
-  void flush();
-
-  std::string m_buffer;
 };
 
 // A column of numbers read from a file of unknown length: it grows in
@@ -45,7 +35,8 @@ class Column {
  public:
   void PushBack(double value);
   std::size_t Size() const { return m_size; }
-  std::vector<double> Drain();
+  // Consumes the column: std::move(column).Drain().
+  std::vector<double> Drain() &&;
 
  private:
   static constexpr std::size_t c_chunk = std::size_t(1) << 20;  // 8 MiB, mapped on its own

@@ -38,8 +38,8 @@ std::string Number(double value) {
 // Maps the projection of one view into its panel, one scale for both axes.
 struct Frame {
   View view;
-  double minU = 0, minV = 0, scale = 1;
-  double left = 0, bottom = 0;
+  double minU{}, minV{}, scale{};  // set by FitView
+  double left{}, bottom{};         // set by the caller
   double X(std::span<const double> p) const { return left + c_margin + (p[view.u] - minU) * scale; }
   double Y(std::span<const double> p) const {
     return bottom - c_margin - (p[view.v] - minV) * scale;

@@ -1,6 +1,5 @@
-// Reading the reference files of tests/apps/data: a line "@name v1 v2 ..."
-// opens a section, and the numbers of the following lines (until the next
-// '@') belong to it too.
+// The reference files of tests/apps/data: a line "@name v1 v2 ..." opens a
+// section, to which the numbers of the lines up to the next '@' belong too.
 #pragma once
 
 #include <fstream>

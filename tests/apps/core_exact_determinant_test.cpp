@@ -1,6 +1,5 @@
-// DetExact and DetSign of komath_core against GMP: the reference is Bareiss'
-// elimination in rationals, which shares nothing with the residues of
-// DetExact.
+// DetExact and DetSign of komath_core against GMP's rational Bareiss
+// elimination, which shares nothing with the residues of DetExact.
 #include <gmpxx.h>
 #include <gtest/gtest.h>
 
@@ -47,9 +46,9 @@ void ExpectExact(const std::vector<double>& a, std::size_t n) {
   EXPECT_EQ(komath::DetSign(a, n), sgn(expected));
 }
 
-// Beyond the double range at both ends, subnormal entries, rows and
-// columns of very different scale, a cancellation that doubles alone would
-// give as 0, exact singularity, a zero row and a zero column.
+// Beyond the double range, subnormal entries, rows and columns of very different
+// scale, a cancellation that doubles give as 0, 2^53 times a two-limb odd integer,
+// exact singularity, a zero row and column, and a Hadamard matrix (2^80, the bound).
 TEST(ExactDeterminantTest, EdgeCasesEqualGmpBareiss) {
   const std::vector<double> cases[] = {
       {0.75},
@@ -57,21 +56,26 @@ TEST(ExactDeterminantTest, EdgeCasesEqualGmpBareiss) {
       {0x1p+1023, 0, 0, 0, 0x1p+1023, 0, 0, 0, 3},
       {0x1p-1074, 0, 0, -0x1.8p-1070},
       {0x1p+500, 0x1p+501, 0x1.8p+101, 0x1p+102},
-      {1, 1, 1, 1, 1 + 0x1p40, 1, 1, 1, 1 + 0x1p40},  // 2^80
-      {1, 1, 0, 1, 1, 1, 0, 1, 1},                    // -1, a zero pivot after one step
+      {1, 0x1p+600, 1, 1},
+      {0x1p52 + 1, 1, 0, 1, 0x1p52 + 1, 0, 0, 0, 0x1p52 + 1},  // 2^53 (2^51 + 1)(2^52 + 1)
+      {1, 1, 1, 1, 1 + 0x1p40, 1, 1, 1, 1 + 0x1p40},           // 2^80
+      {1, 1, 0, 1, 1, 1, 0, 1, 1},                             // -1, a zero pivot after one step
       {1, 2, 2, 4},
       {0, 0, 1, 2},
       {0, 1, 0, 2},
   };
   for (const std::vector<double>& a : cases) ExpectExact(a, std::size_t(std::sqrt(a.size())));
+  std::vector<double> hadamard(32 * 32);  // Sylvester's: (-1)^popcount(i & j)
+  for (std::size_t i = 0; i < hadamard.size(); ++i)
+    hadamard[i] = std::popcount(i / 32 & i % 32) % 2 ? -1 : 1;
+  ExpectExact(hadamard, 32);
 }
 
 TEST(ExactDeterminantTest, RandomMatricesEqualGmpBareiss) {
   std::mt19937_64 rng(17);
   std::uniform_real_distribution<double> uniform(-1, 1);
-  // Small matrices whose rows and columns differ in scale by up to 2^80,
-  // integer matrices with many zeros (pivots that vanish modulo a prime
-  // would need a row swap).
+  // Rows and columns differing in scale by up to 2^80; integer matrices with
+  // many zeros (pivots that vanish modulo a prime need a row swap).
   for (std::size_t n : {2, 3, 5, 8, 13}) {
     std::vector<double> a(n * n);
     std::vector<double> scaled(n * n);
@@ -96,7 +100,7 @@ TEST(ExactDeterminantTest, RefusesWhatIsNotAFiniteSquareMatrix) {
   const std::vector<double> four{1, 2, 3, 4};
   EXPECT_THROW(komath::DetExact(four, 3), std::invalid_argument);
   EXPECT_THROW(komath::DetSign(four, 0), std::invalid_argument);
-  EXPECT_THROW(komath::DetExact(std::vector<double>{1, 2, 3}, 2), std::invalid_argument);
+  EXPECT_THROW(komath::DetExact(std::vector<double>{1, 2, 3, 4, 5}, 2), std::invalid_argument);
   const std::vector<double> infinite{1, 2, INFINITY, 4};
   try {
     komath::DetSign(infinite, 2);

@@ -1,6 +1,5 @@
-// Fit and Smooth of komath_core against numpy (see
-// data/make_numpy_references.py) and against exact properties of the
-// tent smoothing.
+// Fit and Smooth of komath_core against numpy (data/make_numpy_references.py)
+// and exact properties of the tent smoothing.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -49,11 +48,14 @@ TEST(FitTest, BadlyConditionedYearsMatchNumpy) {
     EXPECT_LE(largest, floor) << degree;
     EXPECT_NEAR(r.chiSquare, ref.back(), 1e-12 * ref.back()) << degree;
     EXPECT_EQ(r.illConditioned, degree > 2) << degree;
+    // The flag compares the terms with the values: y in units of 1e-12 keeps it.
+    std::vector<double> tiny = co2.y;
+    for (double& v : tiny) v *= 1e-12;
+    EXPECT_EQ(komath::Fit(co2.x, tiny, {}, degree).illConditioned, degree > 2) << degree;
   }
 }
 
-// Sigmas weigh only by their ratios, so sigmas of 1e-30 and 1e30 give the
-// same coefficients as sigmas of 1, and chi-squares scaled by 1 / sigma^2.
+// Sigmas weigh by their ratios only: 1e-30 and 1e30 scale just the chi-square.
 TEST(FitTest, SigmasWeighOnlyByTheirRatios) {
   const Series co2 = LoadCo2();
   const komath::FitResult plain = komath::Fit(co2.x, co2.y, {}, 3);
@@ -71,12 +73,27 @@ TEST(FitTest, BadInputIsAnInputError) {
   const std::vector<double> x{1, 2, 3}, y{1, 2, 3}, same{5, 5, 5};
   EXPECT_THROW(komath::Fit(x, y, {}, 3), komath::InputError);  // too few points
   EXPECT_EQ(komath::Fit(same, y, {}, 0).coefficients[0], 2);   // a constant has one
+  EXPECT_EQ(komath::Fit(x, same, {}, 1).coefficients, (std::vector<double>{5, 0}));
   EXPECT_THROW(komath::Fit(x, std::span<const double>(y).first(2), {}, 1), komath::InputError);
   try {  // a sigma of 0 is refused as such, not by what it would break later
     komath::Fit(x, y, std::vector<double>{1, 0, 1}, 1);
     ADD_FAILURE() << "sigma 0 accepted";
   } catch (const komath::InputError& e) {
     EXPECT_STREQ(e.what(), "fit: sigma 0.000000 is not positive");
+  }
+}
+
+// One sample keeps its value (the tool's tests smooth a step exactly);
+// a negative or infinite half-width is refused.
+TEST(SmoothTest, OneSampleKeepsItsValue) {
+  const std::vector<double> x{-2, -1, 0, 1, 2}, y{0, 0, 0.5, 1, 1};
+  std::vector<double> out(5);
+  double single = 0;
+  komath::Smooth(std::vector<double>{5}, std::vector<double>{3}, 1, 1.0, std::nullopt,
+                 {&single, 1});
+  EXPECT_EQ(single, 3);
+  for (const double bad : {-1.0, double(INFINITY)}) {
+    EXPECT_THROW(komath::Smooth(x, y, 1, bad, std::nullopt, out), komath::InputError) << bad;
   }
 }
 
@@ -105,7 +122,8 @@ TEST(SmoothTest, LinesStayLinesAtLargeOffsets) {
   EXPECT_EQ(smoothed, triple);
   komath::Smooth(x, triple, 3, 0.0, std::nullopt, smoothed);
   EXPECT_EQ(smoothed, std::vector<double>(3 * n, 0.0));
-  EXPECT_THROW(komath::Smooth(x, triple, 3, 1.0, 49.6, smoothed), komath::InputError);
+  const std::vector<double> ends{-5, 5};  // a span of 10 needs a period above 10
+  EXPECT_THROW(komath::Smooth(ends, ends, 1, 1.0, 10.0, {smoothed.data(), 2}), komath::InputError);
   const std::span<double> short_(triple.data(), 3 * n - 1);  // y and out alike one short
   EXPECT_THROW(komath::Smooth(x, short_, 3, 1.0, {}, short_), komath::InputError);
   triple[5] = NAN;

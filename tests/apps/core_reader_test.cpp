@@ -59,10 +59,12 @@ TEST(NumberReaderTest, ByteOrderMarkIsSkippedAtTheStartOnly) {
             "text:1: field 1 '" + std::string(40, '7') + "...' is not a number");
 }
 
-// Hexadecimal floats, and a line longer than the first block of 1 MiB.
+// Hexadecimal floats, a line longer than the first block of 1 MiB, and one
+// longer than any line of numbers.
 TEST(NumberReaderTest, HexadecimalFieldsAndLongLines) {
   EXPECT_EQ(Lines("0x1 -0XA 0x1.8p+1\n"), (Rows{{1, -10, 3}}));
   EXPECT_EQ(Lines(std::string(1 << 21, ' ') + "2\n3"), (Rows{{2}, {3}}));
+  EXPECT_EQ(Error(std::string((64 << 20) + 1, ' ')), "text:1: line longer than 64 MiB");
 }
 
 TEST(NumberReaderTest, CommentLinesAreSkippedAndBlankLinesKept) {
@@ -71,8 +73,9 @@ TEST(NumberReaderTest, CommentLinesAreSkippedAndBlankLinesKept) {
 }
 
 TEST(NumberReaderTest, EmptyFieldsAreErrorsNamingLineAndField) {
-  // Commas between blanks, in comments or in blank runs are fine.
-  EXPECT_EQ(Lines("0, 1 ,2\n3\t,4 # c, d,,\n\n"), (Rows{{0, 1, 2}, {3, 4}, {}}));
+  // Commas between blanks, in comments or in blank runs are fine; so are
+  // all the other blanks.
+  EXPECT_EQ(Lines("0, 1 ,2\r\n3\t,4\v5\f6 # c, d,,\n\n"), (Rows{{0, 1, 2}, {3, 4, 5, 6}, {}}));
   EXPECT_EQ(Error("0,,2\n"), "text:1: field 2 is empty (two commas in a row)");
   EXPECT_EQ(Error("0\n1, \t,2\n"), "text:2: field 2 is empty (two commas in a row)");
   EXPECT_EQ(Error("1\n ,2"), "text:2: field 1 is empty (a comma starts the line)");
