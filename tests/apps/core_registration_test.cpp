@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <numeric>
 
 #include "CoreTestSupport.h"
 #include "Errors.h"
@@ -57,9 +58,7 @@ std::vector<double> Centred(std::span<const double> s, std::size_t d) {
 }
 
 double Dot(std::span<const double> a, std::span<const double> b) {
-  double sum = 0;
-  for (std::size_t i = 0; i < a.size(); ++i) sum += a[i] * b[i];
-  return sum;
+  return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
 }
 
 // Invariants of a GPA result under a common rotation, reflection and

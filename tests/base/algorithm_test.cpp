@@ -8,10 +8,7 @@
 #include <string>
 
 #include "RecordTestSupport.h"
-#include "base/KbArray.h"
-#include "base/KbException.h"
-#include "base/KbStreamBinaryFile.h"
-#include "base/KoAlgorithm.h"
+#include "base/KoBase.h"
 
 namespace {
 

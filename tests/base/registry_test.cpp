@@ -5,10 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "base/ISerializable.h"
-#include "base/KbException.h"
-#include "base/KbStreamBinaryMemory.h"
-#include "base/KoAlgorithm.h"
+#include "base/KoBase.h"
 
 namespace {
 

@@ -6,9 +6,7 @@
 #include <limits>
 
 #include "RecordTestSupport.h"
-#include "base/KbException.h"
-#include "base/KbStreamBinaryFile.h"
-#include "base/KbStreamBinaryMemory.h"
+#include "base/KoBase.h"
 
 namespace {
 

@@ -3,10 +3,7 @@
 
 #include <cstdint>
 
-#include "base/KbIDumpable.h"
-#include "base/KbMatrix4R.h"
-#include "base/KbReferenceCounter.h"
-#include "base/KoObservable.h"
+#include "base/KoBase.h"
 
 namespace {
 

@@ -32,8 +32,7 @@ TEST(FunctionRecordsTest, SplineSegmentRecordEmbedsTheLimitedRecord) {
   const Bytes segmentBytes = Write(segment);
   EXPECT_EQ(segmentBytes, Pack(1u, 2u, 0.0, 1.0, 0.0, 3u, 7u));
   Segment restored;
-  KbStreamReadBinaryMemory segmentIn(segmentBytes);
-  restored.Serialize(segmentIn);
+  ko_test::Read(restored, segmentBytes);
   EXPECT_EQ(Write(restored), segmentBytes);
 }
 

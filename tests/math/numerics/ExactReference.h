@@ -15,9 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "base/KbException.h"
-#include "math/numerics/KoFloatExact.h"
-#include "math/numerics/KoMpMatrixToDeterminantExactSign.h"
+#include "math/KoMath.h"
 
 // `call` must throw a KbException whose message names `argument`.
 template <class Call>

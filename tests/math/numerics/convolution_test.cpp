@@ -10,9 +10,7 @@
 #include <vector>
 
 #include "RecordTestSupport.h"
-#include "base/KbException.h"
-#include "base/KbStreamBinaryMemory.h"
-#include "math/numerics/KoFtArrayConvolution.h"
+#include "math/KoMath.h"
 
 namespace {
 

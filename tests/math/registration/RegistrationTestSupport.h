@@ -9,10 +9,7 @@
 #include <random>
 
 #include "RecordTestSupport.h"
-#include "base/KbArray.h"
-#include "base/KbException.h"
-#include "base/KbMatrix4R.h"
-#include "base/KoObservable.h"
+#include "base/KoBase.h"
 
 using ko_test::Bytes;
 using Points = KbArray<KbVector3f>;

@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "RecordTestSupport.h"
-#include "base/KbException.h"
-#include "math/tables/KoFunctionTableNonUniform.h"
-#include "math/tables/KoFunctionTableUniform.h"
+#include "math/KoMath.h"
 
 namespace {
 
