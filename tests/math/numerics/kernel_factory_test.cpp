@@ -61,7 +61,7 @@ TEST(KoConvolutionKernelFactory, GaussRowsBySigmaAreScipysWeights) {
   EXPECT_EQ(rows, 5);
   Factory::CreateGaussFilterSigma(1000, 4, row);  // a row is checked as one side, not a square
   EXPECT_EQ(row.GetSize(), 8001u);
-  for (const auto [sigma, truncate] : {std::pair(0.f, 4.f), std::pair(3.f, 0.f)}) {
+  for (const auto& [sigma, truncate] : {std::pair(0.f, 4.f), std::pair(3.f, 0.f)}) {
     Factory::CreateGaussFilterSigma(sigma, truncate, row);  // radius 0: the identity, as scipy
     EXPECT_EQ(row, KbArray<float>{1});                      // skips sigma 0
   }

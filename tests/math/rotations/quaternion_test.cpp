@@ -32,6 +32,8 @@ TEST(QuaternionTest, HandCheckedValues) {
   EXPECT_EQ(Q().GetRotationMatrix(), KbMatrix4Rf());
   EXPECT_EQ(Q().GetRotationAngle(), 0.0f);
   const Q quarter(KbVector3f(0, 0, 1), 1.5707964f);
+  ExpectNear(Q(KbVector3f(0.6f, 0, -0.8f), 1),
+             Q(0.6f * 0.47942554f, 0, -0.8f * 0.47942554f, 0.87758256f), c_eps);
   ExpectNear(quarter, Q(0, 0, 0.70710677f, 0.70710677f), c_eps);
   EXPECT_NEAR(quarter.GetRotationMatrix()(0, 1), -1.0f, 2 * c_eps);
   EXPECT_NEAR(quarter.GetRotationMatrix()(1, 0), 1.0f, 2 * c_eps);

@@ -73,7 +73,7 @@ TEST(RandomNumberGeneratorTest, SeedsFollowTheReferenceSequences) {
 TEST(RandomNumberGeneratorTest, ClockSeedHashesTimeTicksAndTheCounter) {
   const std::int64_t t0 = std::time(nullptr);
   const auto c0 = static_cast<std::uint32_t>(std::clock());
-  Rng rng;
+  Rng earlier, rng;  // the second of two: its counter is not 0
   const auto c1 = static_cast<std::uint32_t>(std::clock());
   const std::int64_t t1 = std::time(nullptr);
   const std::uint32_t first = rng.RandInt();
