@@ -70,13 +70,14 @@ TEST_F(KomathTest, DeterminantsAreSignsOrIntegersTimesAPowerOfTwo) {
   const std::string matrix =  // octal escapes: a hexadecimal one would run on into the digits
       "\357\273\2774503599627370497 4503599627370496\n4503599627370496,4503599627370495\n";
   EXPECT_EQ(Run("det -", matrix).out, "order 2\nsign -1\n");
-  EXPECT_EQ(RunJson("det -", matrix), json({{"order", 2}, {"sign", -1}}));
+  EXPECT_EQ(Run("det --json -", matrix).out, "{\n  \"order\": 2,\n  \"sign\": -1\n}\n");
   // 3(5 * -5.5 - 54) - (-5.5 - 18) + 4(6 - 10) = -237
   const std::string text = "3 1 4\n1 5 9\n2 6 -5.5\n";
   EXPECT_EQ(Run("det --exact -", text).out,
             "order 3\nsign -1\nexact -237 * 2^0\nhexadecimal -0xed * 2^0\napproximately -237\n");
   const json result = RunJson("det --exact -", text);
   EXPECT_EQ(result["numerator"], json::parse(R"([["-0xedp+0"]])"));
+  EXPECT_EQ(RunJson("det --exact -", "1 2\n2 4\n")["numerator"], json::parse(R"([["0x0p+0"]])"));
   // Beyond the double range the approximation is decimal text: 2^-2148 and
   // (1e300)^2 3 = 3.0000000000000004e600 (both from python3's fractions).
   EXPECT_EQ(Run("det --exact -", "0x1p-1074 0\n0 0x1p-1074\n").out,
