@@ -129,14 +129,17 @@ KO_GRID_INLINE void Correlate(const float* const* lines, const float* const* w, 
   if (n >= 4 * c_uiLanes) return CorrelateBlock<4>(lines, w, count, taps, n - 4 * c_uiLanes, out);
   for (; x + c_uiLanes <= n; x += c_uiLanes) CorrelateBlock<1>(lines, w, count, taps, x, out);
   if (x == n) return;
-  if (n >= c_uiLanes) return CorrelateBlock<1>(lines, w, count, taps, n - c_uiLanes, out);
-  for (; x < n; ++x) {  // fewer cells than one vector
-    float a = 0.0f;
-    for (unsigned int c = 0; c < count; ++c) {
-      for (unsigned int k = 0; k < taps; ++k) a += w[c][k] * lines[c][x + k];
+  if (n < c_uiLanes) {  // fewer cells than one vector
+    for (; x < n; ++x) {
+      float a = 0.0f;
+      for (unsigned int c = 0; c < count; ++c) {
+        for (unsigned int k = 0; k < taps; ++k) a += w[c][k] * lines[c][x + k];
+      }
+      out[x] = a;
     }
-    out[x] = a;
+    return;
   }
+  CorrelateBlock<1>(lines, w, count, taps, n - c_uiLanes, out);
 }
 
 // out[x .. x + 8N) = sum over k = 0 .. count-1 of w[k] * lines[k][x], onto 0.
@@ -164,12 +167,15 @@ KO_GRID_INLINE void Combine(const float* const* lines, const float* w, unsigned 
   if (n >= 4 * c_uiLanes) return CombineBlock<4>(lines, w, count, n - 4 * c_uiLanes, out);
   for (; x + c_uiLanes <= n; x += c_uiLanes) CombineBlock<1>(lines, w, count, x, out);
   if (x == n) return;
-  if (n >= c_uiLanes) return CombineBlock<1>(lines, w, count, n - c_uiLanes, out);
-  for (; x < n; ++x) {  // fewer cells than one vector
-    float a = 0.0f;
-    for (unsigned int k = 0; k < count; ++k) a += w[k] * lines[k][x];
-    out[x] = a;
+  if (n < c_uiLanes) {  // fewer cells than one vector
+    for (; x < n; ++x) {
+      float a = 0.0f;
+      for (unsigned int k = 0; k < count; ++k) a += w[k] * lines[k][x];
+      out[x] = a;
+    }
+    return;
   }
+  CombineBlock<1>(lines, w, count, n - c_uiLanes, out);
 }
 
 // A row of weights and its length (odd).

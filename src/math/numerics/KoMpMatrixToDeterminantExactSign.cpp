@@ -514,7 +514,7 @@ bool CofactorFilterSign(const double* values, unsigned int order, std::int32_t& 
 // the modular path the rest; only matrices beyond the modular path's prime
 // table reach the exact elimination.
 std::int32_t SignOnly(const double* values, unsigned int order) {
-  std::int32_t sign = 0;
+  std::int32_t sign;  // written by the stage that decides
   std::optional<std::int64_t> magnitudeBits;
   if (CofactorFilterSign(values, order, sign, magnitudeBits)) return sign;
   if (!magnitudeBits && FilterSign(values, order, sign, magnitudeBits)) return sign;

@@ -17,7 +17,8 @@ TEST(KoMpMatrixToDeterminantExactSign, ListedMatricesZeroColumnCancellationSwapA
   // det = -1 exactly, while (2^52 + 1)(2^52 - 1) rounds to 2^104 in doubles.
   const std::vector<double> twoTo52 = {c_big + 1, c_big, c_big, c_big - 1};
   const std::pair<std::vector<double>, int> cases[] = {
-      {{}, 1}, {zeroColumn, 0}, {{1, 2, 2, 4}, 0}, {{0, 1, 1, 0}, -1}, {twoTo52, -1}};
+      {{}, 1},      {zeroColumn, 0}, {{1, 2, 2, 4}, 0}, {{0, 1, 1, 0}, -1}, {{1, 40, 0.1, 3}, -1},
+      {twoTo52, -1}};
   for (const auto& [values, expected] : cases) {
     std::int32_t sign = 7;
     ASSERT_TRUE(Determinant::Compute(MakeMatrix(values), sign));
@@ -181,6 +182,17 @@ TEST(KoMpMatrixToDeterminantExactSign, PowerOfTwoStageAtLimbAndHadamardBoundsOrd
     }
     ExpectExactSign(hadamard, hadamard, n);
   }
+  // H4 in DBL_MAX beside a last column of 2^(1023 - s), s = 11, 10, 10, 9,
+  // which widen the rows' integers to 53 + s bits: the leading 2x2 and 4x4
+  // minors then need 129 and 257 bits, one more than two and four limbs.
+  std::vector<double> wide(25, 0.0);
+  for (unsigned int i = 0; i < 4; ++i) {
+    for (unsigned int j = 0; j < 4; ++j)
+      wide[i * 5 + j] = std::popcount(i & j) % 2 ? -DBL_MAX : DBL_MAX;
+    wide[i * 5 + 4] = std::ldexp(1.0, 1012 + int(i + 1) / 2);
+  }
+  wide[24] = 1;
+  ExpectExactSign(wide, wide, 5);
 }
 
 // The largest error of the multiplier fl(m_ik / m_kk) over the box of exact

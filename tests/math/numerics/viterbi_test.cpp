@@ -57,14 +57,14 @@ std::vector<unsigned int> BruteForce(const SModel& m, const Path& o) {
   return best;
 }
 
-// 18 states fill one block of vector lanes and a scalar tail.
+// 34 states fill two blocks of vector lanes and a scalar tail.
 TEST(KoMpViterbi, MatchesBruteForceWithTiesNaNAndMinusInfinity) {
   std::mt19937 rng(5);
   auto score = [&] {
     return rng() % 20 == 0 ? NAN : rng() % 20 == 0 ? -INFINITY : double(int(rng() % 4) - 2);
   };
   for (int run = 0; run < 300; ++run) {
-    SModel m{run % 4 == 3 ? 18u : 1u + run % 3, 2, {}, {}, {}};
+    SModel m{run % 4 == 3 ? 34u : 1u + run % 3, 2, {}, {}, {}};
     for (unsigned int k = 0; k < m.n; ++k) m.initial.push_back(score());
     for (unsigned int k = 0; k < m.n * m.n; ++k) m.transition.push_back(score());
     for (unsigned int k = 0; k < m.n * 2; ++k) m.emission.push_back(score());
