@@ -142,9 +142,11 @@ TEST_F(KomathTest, AlignSampleShowsItsKnownMotionAndDrawsWellFormedSvg) {
   const double house[] = {0,   0, 0,   4,   0, 0,   4,   3,   0, 0,   3,   0,   0,   0,
                           2.5, 4, 0,   2.5, 4, 3,   2.5, 0,   3, 2.5, 0,   1.5, 4,   4,
                           1.5, 4, 1.5, 0,   0, 1.5, 0,   1.8, 3, 0.6, 3.2, 3,   0.6, 4.4};
-  const json mean = RunJson("gpa")["mean_shape"];
+  const json gpa = RunJson("gpa");
   for (unsigned i = 0; i < 42; ++i)
-    EXPECT_NEAR(mean[i / 3][i % 3].get<double>(), house[i], 4 * sigma);
+    EXPECT_NEAR(gpa["mean_shape"][i / 3][i % 3].get<double>(), house[i], 4 * sigma);
+  // Every copy's motion and noise reach one shape's distance through the mean.
+  EXPECT_EQ(gpa["shapes"][1]["rms_to_mean"], 0.014717919114153667);
 }
 
 // One view for the plane, three in 3-D, each with axes and scale bar (two paths); gpa

@@ -3,13 +3,21 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "RecordTestSupport.h"
 #include "base/KbStreamBinaryMemory.h"
 #include "math/KoMath.h"
 
 namespace records {
-namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+using ko_test::Bytes;
+
+Bytes Written(const IRecordHolder& holder) {
+  KbStreamWriteBinaryMemory out;
+  holder.Write(out);
+  return out.GetBuffer();
+}
+
+namespace {
 
 template <class T>
 class CObjectHolder : public IRecordHolder {
@@ -20,14 +28,6 @@ class CObjectHolder : public IRecordHolder {
 
  private:
   T m_object;
-};
-
-// Exposes an algorithm's protected unit-test record hooks.
-template <class Algorithm>
-class CUnitTestProbe : public Algorithm {
- public:
-  using Algorithm::serializeUnitTestInput;
-  using Algorithm::serializeUnitTestOutput;
 };
 
 template <class Algorithm>
@@ -41,10 +41,10 @@ class CUnitTestHolder : public IRecordHolder {
     m_algorithm.serializeUnitTestInput(stream);
     m_algorithm.serializeUnitTestOutput(stream);
   }
-  CUnitTestProbe<Algorithm>& Get() { return m_algorithm; }
+  ko_test::UnitTestProbe<Algorithm>& Get() { return m_algorithm; }
 
  private:
-  CUnitTestProbe<Algorithm> m_algorithm;
+  ko_test::UnitTestProbe<Algorithm> m_algorithm;
 };
 
 template <class Make>
@@ -52,11 +52,7 @@ SRecordCase Object(std::string name, Make make) {
   using T = decltype(make());
   SRecordCase entry{std::move(name), SRecordCase::eObject, L"", nullptr, nullptr};
   entry.create = [make] { return std::make_unique<CObjectHolder<T>>(make()); };
-  entry.validRecord = [make] {
-    KbStreamWriteBinaryMemory out;
-    make().Serialize(out);
-    return out.GetBuffer();
-  };
+  entry.validRecord = [make] { return ko_test::Write(make()); };
   return entry;
 }
 
@@ -70,9 +66,7 @@ SRecordCase UnitTest(std::string name, Prepare prepare) {
   entry.validRecord = [prepare] {
     CUnitTestHolder<Algorithm> holder;
     prepare(holder.Get());
-    KbStreamWriteBinaryMemory out;
-    holder.Write(out);
-    return out.GetBuffer();
+    return Written(holder);
   };
   return entry;
 }

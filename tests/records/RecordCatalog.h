@@ -37,6 +37,9 @@ struct SRecordCase {
   std::function<std::vector<std::uint8_t>()> validRecord;
 };
 
+// The record `holder` writes.
+std::vector<std::uint8_t> Written(const IRecordHolder& holder);
+
 // Every case, sorted by name.
 const std::vector<SRecordCase>& RecordCases();
 

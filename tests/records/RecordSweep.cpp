@@ -62,11 +62,7 @@ using records::SRecordCase;
 constexpr std::size_t c_allocationFactor = 8;
 constexpr std::size_t c_allocationSlack = 4096;
 
-Bytes Written(const IRecordHolder& holder) {
-  KbStreamWriteBinaryMemory out;
-  holder.Write(out);
-  return out.GetBuffer();
-}
+using records::Written;
 
 // An algorithm without inputs refuses to write its unit-test record (it has
 // nothing to record): that refusal is its state then, and must survive a

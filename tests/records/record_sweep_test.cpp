@@ -12,11 +12,7 @@ namespace {
 using ko_test::Bytes;
 using records::SRecordCase;
 
-Bytes Written(const records::IRecordHolder& holder) {
-  KbStreamWriteBinaryMemory out;
-  holder.Write(out);
-  return out.GetBuffer();
-}
+using records::Written;
 
 TEST(RecordSweepTest, EveryCorruptionOfEveryCatalogRecordThrowsCleanlyOrReads) {
   for (const SRecordCase& entry : records::RecordCases()) {

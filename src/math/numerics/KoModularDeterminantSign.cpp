@@ -159,7 +159,6 @@ bool IsPrime(std::uint64_t n) {
 const std::vector<SModulus>& ExtendedModuli() {
   static const std::vector<SModulus> moduli = [] {
     std::vector<SModulus> result;
-    result.reserve(c_uiMostPrimes - c_uiPrimeCount);
     for (std::uint64_t n = c_primes.back() - 2; result.size() < c_uiMostPrimes - c_uiPrimeCount;
          n -= 2) {
       if (IsPrime(n)) result.push_back(MakeModulus(n));

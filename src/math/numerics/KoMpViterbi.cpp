@@ -1,8 +1,10 @@
 #include "math/numerics/KoMpViterbi.h"
 
+#include <algorithm>
 #include <cfloat>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -34,7 +36,8 @@ void BestPredecessors(const double* best, const double* transition, unsigned int
   unsigned int j = 0;
   for (; j + c_uiBlock <= n; j += c_uiBlock) {
     V4 lanes[4], args[4];
-    for (unsigned int l = 0; l < 4; ++l) lanes[l] = V4{} - DBL_MAX, args[l] = V4{} - 1.0;
+    std::fill(std::begin(lanes), std::end(lanes), V4{} - DBL_MAX);
+    std::fill(std::begin(args), std::end(args), V4{} - 1.0);
     for (unsigned int i = 0; i < n; ++i) {
       const V4 index = V4{} + double(i);
       const double* row = transition + std::size_t(i) * n + j;
