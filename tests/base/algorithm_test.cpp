@@ -176,9 +176,8 @@ TEST_F(AlgorithmUnitTestFiles, FilesNumberedFromTenThousandAreListedInNumericOrd
   writer.SetUnitTestDirectory(m_scratch.Path());
   const KbArray<double> input{4.0};
   writer.SetInput(&input);
-  for (unsigned int number : {12345u, 9999u, 10000u, 4294967295u}) {
+  for (unsigned int number : {12345u, 9999u, 10000u, 4294967295u})
     ASSERT_TRUE(writer.CreateUnitTest(number));
-  }
   std::ofstream(m_scratch / "KoMpTestSum_42949672950.kut") << "eleven digits";
   std::ofstream(m_scratch / "KoMpTestSum_00005.kut") << "five digits, the smallest number";
   std::ofstream(m_scratch / "KoMpTestSum_00x5.kut") << "not a number";

@@ -26,9 +26,8 @@ long double ReferenceInverse(long double a[16], long double inv[16]) {
     std::swap_ranges(inv + 4 * col, inv + 4 * col + 4, inv + 4 * pivot);
     const long double p = a[5 * col];
     det *= pivot != col ? -p : p;
-    for (long double* row : {a + 4 * col, inv + 4 * col}) {
+    for (long double* row : {a + 4 * col, inv + 4 * col})
       for (int c = 0; c < 4; ++c) row[c] /= p;
-    }
     for (int r = 0; r < 4; ++r) {
       const long double f = r == col ? 0.0L : a[4 * r + col];
       for (int c = 0; c < 4; ++c) {

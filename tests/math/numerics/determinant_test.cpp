@@ -282,6 +282,8 @@ TEST(KoMpMatrixToDeterminantExactSignRecords, InputBytesBadElementSizeAndOlderAr
   EXPECT_THROW(replay.ReadInput(input), KbExceptionWrongFileVersion);
   ASSERT_TRUE(probe.Compute(0));  // versions, "calculated", the sign of 2 + 6
   EXPECT_EQ(probe.Output(), ko_test::Pack(0u, 1u, true, std::int32_t{1}));
+  replay.ReadInput(probe.Input()), replay.ReadOutput(probe.Output());
+  EXPECT_TRUE(replay.Compute(0) && replay.compareUnitTestResult());
 
   // Factor arrays in the older layout: count first, no marker or version.
   KbArray<KoFloatExact> numerator, denominator;
