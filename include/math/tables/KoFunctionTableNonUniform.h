@@ -80,7 +80,8 @@ class KOMATH_API KoFunctionTableNonUniform : public KoFunctionTable<In, Out> {
   virtual void AppendSorted(In x, Out y);
 
   Out operator()(In x) const override;
-  // Bit for bit operator() per element; sizes as IFunction::Evaluate.
+  // Bit for bit operator() per element; sizes as IFunction::Evaluate. The
+  // arguments' bisections run eight at a time, interleaved.
   void Evaluate(std::span<const In> x, std::span<Out> y) const override;
   // The kernels of KoFunctionTable with h = getH().
   Out GetDerivative(In x) const override;
@@ -125,6 +126,9 @@ class KOMATH_API KoFunctionTableNonUniform : public KoFunctionTable<In, Out> {
   template <class Derivative>
   std::unique_ptr<KoFunctionTableNonUniform> tabulate(Derivative derivative) const;
   Out evaluateDegenerate(In x, unsigned int n) const;
+  // The value at x (not NaN) in the interval the bisection found, i, of the
+  // first n >= 2 samples.
+  Out interpolate(unsigned int n, unsigned int i, In x) const;
   // m_count, cut to the slots that exist.
   unsigned int usedCount() const;
 

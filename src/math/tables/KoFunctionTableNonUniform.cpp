@@ -76,6 +76,28 @@ unsigned int Bisect(const Sample* s, unsigned int n, In x) {
   return lo;
 }
 
+// K bisections as above, advanced together: one alone is a chain of
+// dependent loads and selects that leaves the core idle between its probes,
+// K of them fill those gaps. A search that has ended (size < 2) keeps its lo
+// on every further step (mid is lo then), so all run as many steps as the
+// longest can take: the larger half every time, ceil(log2 n) steps.
+template <std::size_t K, class Sample, class In>
+void BisectLanes(const Sample* s, unsigned int n, const In* x, unsigned int* lo) {
+  unsigned int size[K];
+  for (std::size_t k = 0; k < K; ++k) lo[k] = 0, size[k] = n;
+  for (unsigned int longest = n; longest >= 2; longest -= longest / 2) {
+    for (std::size_t k = 0; k < K; ++k) {
+      const unsigned int half = size[k] / 2;
+      const unsigned int mid = lo[k] + half;
+      const In probe = s[mid].x;
+      const unsigned int below = 0u - unsigned(probe > x[k]);
+      const unsigned int above = 1 + unsigned(x[k] > probe) * (size[k] - half - 1);
+      lo[k] = (lo[k] & below) | (mid & ~below);
+      size[k] = (half & below) | (above & ~below);
+    }
+  }
+}
+
 }  // namespace
 
 template <class In, class Out>
@@ -141,8 +163,12 @@ template <class In, class Out>
 Out KoFunctionTableNonUniform<In, Out>::operator()(In x) const {
   const unsigned int n = usedCount();
   if (n < 2 || std::isnan(x)) return evaluateDegenerate(x, n);
+  return interpolate(n, Bisect(m_table.GetData(), n, x), x);
+}
+
+template <class In, class Out>
+Out KoFunctionTableNonUniform<In, Out>::interpolate(unsigned int n, unsigned int i, In x) const {
   const SCoord2D* s = m_table.GetData();
-  const unsigned int i = Bisect(s, n, x);
   switch (this->GetInterpolationType()) {
     case eLinear:
       if (i + 1 != n)
@@ -158,7 +184,20 @@ Out KoFunctionTableNonUniform<In, Out>::operator()(In x) const {
 template <class In, class Out>
 void KoFunctionTableNonUniform<In, Out>::Evaluate(std::span<const In> x, std::span<Out> y) const {
   this->checkBatchSizes(x.size(), y.size());
-  for (std::size_t i = 0; i < x.size(); ++i) y[i] = KoFunctionTableNonUniform::operator()(x[i]);
+  constexpr std::size_t c_lanes = 8;
+  const unsigned int n = usedCount();
+  std::size_t e = 0;
+  if (n >= 2) {
+    for (; e + c_lanes <= x.size(); e += c_lanes) {
+      unsigned int found[c_lanes];
+      BisectLanes<c_lanes>(m_table.GetData(), n, x.data() + e, found);
+      for (std::size_t k = 0; k < c_lanes; ++k) {
+        const In v = x[e + k];
+        y[e + k] = std::isnan(v) ? evaluateDegenerate(v, n) : interpolate(n, found[k], v);
+      }
+    }
+  }
+  for (; e < x.size(); ++e) y[e] = KoFunctionTableNonUniform::operator()(x[e]);
 }
 
 // Fewer than two samples, or a NaN argument (which would stall the

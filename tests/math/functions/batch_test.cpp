@@ -27,7 +27,8 @@ std::vector<T> Arguments() {
   x[9] = -std::numeric_limits<T>::infinity();
   x[10] = 0;
   x[11] = 1;
-  x[12] = -1, x[13] = 2;  // the domain ends of most functions below
+  x[12] = -1, x[13] = 2;            // the domain ends of most functions below
+  x[14] = T(0.5), x[20] = T(-0.5);  // samples of the non-uniform table: a bisection's hit
   return x;
 }
 
