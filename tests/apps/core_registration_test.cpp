@@ -170,6 +170,13 @@ TEST(AlignTest, FailuresNameTheStep) {
   EXPECT_THROW(komath::Align(other, same, 3, {}), komath::InputError);
   EXPECT_THROW(komath::Align(other, {other.begin(), 6}, 2, {}), komath::InputError);
   EXPECT_THROW(komath::Align(other, other, 4, {}), komath::InputError);
+  const std::vector<double> nan{0, 0, 0, 1, 0, 0, 0, 1, NAN};  // the tool's reader refuses it too
+  try {
+    komath::Align(other, nan, 3, {});
+    ADD_FAILURE() << "no exception for a NaN";
+  } catch (const komath::InputError& e) {
+    EXPECT_STREQ(e.what(), "align: the source holds a value that is not finite");
+  }
   EXPECT_THROW(komath::Align(Transformed(other, 1e200, 0), Transformed(other, -1e200, 0), 3, {}),
                komath::ComputationError);
 }

@@ -141,10 +141,11 @@ TEST(KoGridFilter, BadArgumentsThrowNamingThemAndWriteNothing) {
                     "rowZ");
   ExpectThrowNaming([&] { Filter::Apply(in3, KoArray3D<float>(1, 1, 1), out3, Filter::eWrap); },
                     "out");
-  ExpectThrowNaming([&] { Filter::Apply(in3, KoArray3D<float>(2, 1, 1), out3, Filter::eWrap); },
+  ExpectThrowNaming([&] { Filter::Apply(in3, KoArray3D<float>(1, 2, 1), out3, Filter::eWrap); },
                     "kernel");
   ExpectThrowNaming([&] { Filter::Apply(in, KoArray2D<float>(1, 1), out, Filter::EBorder(7)); },
                     "border");
+  ExpectThrowNaming([&] { Filter::ApplySeparable(in, one, out, Filter::EBorder(7)); }, "border");
   EXPECT_EQ(out(0, 0), 5.0f);
   KoArray3D<float> empty(0, 3, 2);  // no cells: nothing to wrap around
   KoArray2D<float> empty2(0, 3);
