@@ -213,7 +213,7 @@ TEST_F(KomathTest, PicturesRenderInARealRenderer) {
     if (p.views == 2) {
       // The largest round length within a third of 6 is 2: 80 pixels, 12 from the edge.
       EXPECT_NE(svg.find("text-anchor=\"end\">2</text>"), std::string::npos);
-      EXPECT_NE(svg.find("<path d=\"M208.00 "), std::string::npos);
+      EXPECT_NE(svg.find("<path d=\"M208.00 351.00 V354.00 H288.00 V351.00\""), std::string::npos);
     }
     const std::string command = "rsvg-convert -o '" + (m_dir / "out.png").string() + "' '" +
                                 (m_dir / (std::string(p.name) + ".svg")).string() + "'";
@@ -222,6 +222,10 @@ TEST_F(KomathTest, PicturesRenderInARealRenderer) {
                        std::to_string(p.height) + ".00\""),
               std::string::npos)
         << p.name;
+    // Each view's leftmost and lowest points sit on its panel's margins, 30 in and 30 up.
+    for (std::size_t v = 0; 2 * v < p.axes.size(); ++v)
+      EXPECT_NE(svg.find("cx=\"" + std::to_string(30 + 300 * v) + ".00\""), std::string::npos);
+    EXPECT_NE(svg.find("cy=\"332.00\""), std::string::npos) << p.name;
     // A blank page of that size compresses to a few hundred bytes.
     EXPECT_GT(Read(m_dir / "out.png").size(), 4000u) << p.name;
   }
