@@ -169,6 +169,9 @@ TEST_F(KomathTest, PicturesRenderInARealRenderer) {
     }
     EXPECT_NE(align.find(expected + "</g>\n"), std::string::npos) << expected;
   }
+  Write("tiny.txt", "0 0\n0.08 0\n0 0.08\n");  // a round length below 1: 2 hundredths
+  ASSERT_EQ(Run("align tiny.txt tiny.txt --svg tiny.svg").status, 0);
+  EXPECT_NE(Read(m_dir / "tiny.svg").find("text-anchor=\"end\">0.02</text>"), std::string::npos);
   EXPECT_NE(align.find(">before: (x, y)</text>"), std::string::npos);
   EXPECT_NE(align.find(">after: (x, y)</text>"), std::string::npos);
   ASSERT_EQ(Run("gpa shapes.txt --svg gpa.svg").status, 0);
@@ -334,6 +337,8 @@ TEST_F(KomathTest, BadInputGetsItsMessageAndStatus) {
       {"gpa --aligned '' three.txt three.txt", "", 2, "--aligned: needs a file name"},
       {"align --translation-only --scale - turned.txt", "1 0\n-1 0\n0 1\n0 -1\n", 1,
        "align: the least-squares scale is not positive"},
+      {"align - same.txt", "0 0 0\n0.1 0 0\n0 0.1 0\n", 1,
+       "all points of the source are identical"},
       {"align three.txt same.txt --scale --svg out.svg", "", 1,
        "align: all points of the source are identical"},
       {"gpa --tolerance 0 -", "0 0\n1 0\n0 1\n\n0 0\n1 0.1\n0.2 1\n\n0 0\n0.9 0\n0 1.1\n", 1,
