@@ -4,7 +4,6 @@
 #include <filesystem>
 
 #include "RecordTestSupport.h"
-#include "base/KbStreamBinaryMemory.h"
 #include "math/KoMath.h"
 
 namespace records {
