@@ -58,43 +58,40 @@ void WriteText(KbStreamWriteASCIIT<wchar_t>& stream, const KbVector3f& value) {
 // without); the loop's own test only varies after a hit. Prefetching both
 // possible next probes was slower: typical tables sit in the first-level
 // cache.
+//
+// One step on the state (lo, size); once size < 2 a step keeps lo (mid is
+// lo then) and size below 2.
+template <class Sample, class In>
+inline void BisectStep(const Sample* s, In x, unsigned int& lo, unsigned int& size) {
+  const unsigned int half = size / 2;
+  const unsigned int mid = lo + half;
+  const In probe = s[mid].x;
+  // All ones when the argument lies below the probe, else zero; written
+  // as masks because the compiler turns the plain selects back into jumps.
+  const unsigned int below = 0u - unsigned(probe > x);
+  const unsigned int above = 1 + unsigned(x > probe) * (size - half - 1);
+  lo = (lo & below) | (mid & ~below);
+  size = (half & below) | (above & ~below);
+}
+
 template <class Sample, class In>
 unsigned int Bisect(const Sample* s, unsigned int n, In x) {
   unsigned int lo = 0;
   unsigned int size = n;
-  while (size >= 2) {
-    const unsigned int half = size / 2;
-    const unsigned int mid = lo + half;
-    const In probe = s[mid].x;
-    // All ones when the argument lies below the probe, else zero; written
-    // as masks because the compiler turns the plain selects back into jumps.
-    const unsigned int below = 0u - unsigned(probe > x);
-    const unsigned int above = 1 + unsigned(x > probe) * (size - half - 1);
-    lo = (lo & below) | (mid & ~below);
-    size = (half & below) | (above & ~below);
-  }
+  while (size >= 2) BisectStep(s, x, lo, size);
   return lo;
 }
 
-// K bisections as above, advanced together: one alone is a chain of
-// dependent loads and selects that leaves the core idle between its probes,
-// K of them fill those gaps. A search that has ended (size < 2) keeps its lo
-// on every further step (mid is lo then), so all run as many steps as the
-// longest can take: the larger half every time, ceil(log2 n) steps.
+// K bisections advanced together: one alone is a chain of dependent loads
+// and selects that leaves the core idle between its probes, K of them fill
+// those gaps. A search that has ended keeps its lo, so all run as many
+// steps as the longest can take: the larger half every time, ceil(log2 n).
 template <std::size_t K, class Sample, class In>
 void BisectLanes(const Sample* s, unsigned int n, const In* x, unsigned int* lo) {
   unsigned int size[K];
   for (std::size_t k = 0; k < K; ++k) lo[k] = 0, size[k] = n;
   for (unsigned int longest = n; longest >= 2; longest -= longest / 2) {
-    for (std::size_t k = 0; k < K; ++k) {
-      const unsigned int half = size[k] / 2;
-      const unsigned int mid = lo[k] + half;
-      const In probe = s[mid].x;
-      const unsigned int below = 0u - unsigned(probe > x[k]);
-      const unsigned int above = 1 + unsigned(x[k] > probe) * (size[k] - half - 1);
-      lo[k] = (lo[k] & below) | (mid & ~below);
-      size[k] = (half & below) | (above & ~below);
-    }
+    for (std::size_t k = 0; k < K; ++k) BisectStep(s, x[k], lo[k], size[k]);
   }
 }
 
