@@ -27,8 +27,7 @@ std::vector<T> Arguments() {
   x[9] = -std::numeric_limits<T>::infinity();
   x[10] = 0;
   x[11] = 1;
-  x[12] = -1, x[13] = 2;            // the domain ends of most functions below
-  x[14] = T(0.5), x[20] = T(-0.5);  // samples of the non-uniform table: a bisection's hit
+  x[12] = -1, x[13] = 2, x[14] = T(0.5), x[20] = T(-0.5);  // domain ends; table samples (hits)
   return x;
 }
 
@@ -169,6 +168,7 @@ TEST(BatchEvaluationVector, VectorTable) {
     table.AppendSorted(float(i) / 3, KbVector3f(float(i), std::sin(float(i)), -float(i * i)));
   }
   ExpectBatchEqualsCalls<float, KbVector3f>(table, Arguments<float>(), "vector table");
+  EXPECT_NEAR(table(0.5f).x, 1.5f, 4 * std::numeric_limits<float>::epsilon());  // halfway, 1 to 2
 }
 
 }  // namespace

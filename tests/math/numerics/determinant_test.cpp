@@ -183,9 +183,8 @@ TEST(KoMpMatrixToDeterminantExactSign, PowerOfTwoStageAtLimbAndHadamardBoundsOrd
     }
     ExpectExactSign(hadamard, hadamard, n);
   }
-  // H4 in DBL_MAX beside a last column of 2^(1023 - s), s = 11, 10, 10, 9,
-  // which widen the rows' integers to 53 + s bits: the leading 2x2 and 4x4
-  // minors then need 129 and 257 bits, one more than two and four limbs.
+  // H4 in DBL_MAX beside 2^(1023 - s), s = 11, 10, 10, 9, widening the rows to 53 + s bits:
+  // the leading 2x2 and 4x4 minors need 129 and 257 bits, one past two and four limbs.
   std::vector<double> wide(25, 0.0);
   for (unsigned int i = 0; i < 4; ++i) {
     for (unsigned int j = 0; j < 4; ++j)
