@@ -61,6 +61,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "base/KbArray.h"
 #include "base/KoAlgorithm.h"
@@ -94,6 +95,27 @@ class KOMATH_API KoMpMatrixToDeterminantExactSign : public KoMpAlgorithm {
                       KbArray<KoFloatExact>& denominator, std::int32_t& sign);
   // `values` holds order x order doubles row by row; sign only.
   static bool Compute(const double* values, unsigned int order, std::int32_t& sign);
+
+  // The stages of sign-only mode, in the order they are tried.
+  enum class EStage : std::uint8_t {
+    eCofactorFilter,  // orders 3 and 4: the expansion in doubles with its bound
+    eIntervalFilter,  // TrySignInDoubles
+    eZeroRow,         // a row of zeros
+    eOrderThree,      // order 3 in 128-bit integers
+    ePowerOfTwo,      // the expansion modulo 2^(64 width)
+    ePrimes,          // modulo `width` primes
+    eElimination      // the exact elimination
+  };
+  // Which stage decided and what it used. A stage that stops deciding what
+  // it is meant to costs time, never a wrong sign, so only this shows it.
+  struct STrace {
+    EStage stage{};
+    std::uint32_t width = 0;  // limbs or primes of the modular stages, else 0
+    // The filters' bound |det| < 2^magnitudeBits, when they found one.
+    std::optional<std::int64_t> magnitudeBits;
+  };
+  // As the form above, also reporting the route through `trace`.
+  static bool Compute(const double* values, unsigned int order, std::int32_t& sign, STrace& trace);
 
   // The floating-point filter: true, with the exact sign, when interval
   // Gaussian elimination in doubles (midpoint and rigorous radius per

@@ -601,7 +601,8 @@ std::int32_t SymmetricSign(std::span<const std::uint64_t> digits) {
 }  // namespace
 
 bool KoModularDeterminantSign(const double* values, unsigned int order, std::int32_t& sign,
-                              std::optional<std::int64_t> magnitudeBits) {
+                              KoMpMatrixToDeterminantExactSign::STrace& trace) {
+  using EStage = KoMpMatrixToDeterminantExactSign::EStage;
   // Entries on the stack up to order 8, on the heap beyond.
   const std::size_t count = std::size_t(order) * order;
   std::array<SIntegerEntry, 64> stackEntries;
@@ -611,10 +612,12 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
       heapEntries.empty() ? std::span(stackEntries).first(count) : std::span(heapEntries));
   if (matrix.hasZeroRow) {
     sign = 0;
+    trace.stage = EStage::eZeroRow;
     return true;
   }
   if (order == 3 && matrix.largestShift <= c_iLargestOrderThreeShift) {
     sign = SignOfOrderThree(matrix);
+    trace.stage = EStage::eOrderThree;
     return true;
   }
   // Every prime exceeds 2^62 - 2^15, so K of them multiply to more than
@@ -622,8 +625,8 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
   // The scaled determinant is det 2^scaleBits: twice it stays below
   // 2^(magnitudeBits + scaleBits + 1).
   std::uint64_t boundBits = matrix.boundBits;
-  if (magnitudeBits) {
-    const std::int64_t scaled = *magnitudeBits + matrix.scaleBits + 1;
+  if (trace.magnitudeBits) {
+    const std::int64_t scaled = *trace.magnitudeBits + matrix.scaleBits + 1;
     boundBits =
         std::min<std::uint64_t>(boundBits, std::uint64_t(std::max<std::int64_t>(scaled, 1)));
   }
@@ -631,6 +634,8 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
   const std::uint64_t limbs = boundBits / 64 + 1;
   if (order <= c_uiLargestSubsetOrder && matrix.largestShift <= 11 && limbs <= c_uiMostLimbs) {
     sign = SignModuloPowerOfTwo(matrix, static_cast<unsigned int>(limbs));
+    trace.stage = EStage::ePowerOfTwo;
+    trace.width = static_cast<std::uint32_t>(limbs);
     return true;
   }
   const std::uint64_t primeCount = (boundBits + 1 + 61) / 62;
@@ -669,5 +674,7 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
   }
   ToMixedRadixDigits(determinants);
   sign = SymmetricSign(determinants);
+  trace.stage = EStage::ePrimes;
+  trace.width = static_cast<std::uint32_t>(primeCount);
   return true;
 }

@@ -20,16 +20,20 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 
-// True with the exact sign in `sign`; false, leaving `sign` untouched, for
-// a matrix whose bound needs more than 448 primes (never up to order 12; beyond it, rows spanning
-// thousands of binary orders of magnitude, or very large orders).
+#include "math/numerics/KoMpMatrixToDeterminantExactSign.h"
+
+// True with the exact sign in `sign`, the route taken in `trace.stage` (the
+// zero-row, order-three, power-of-two or prime stage) and the limbs or
+// primes used in `trace.width`; false, leaving all three untouched, for a
+// matrix whose bound needs more than 448 primes (never up to order 12;
+// beyond it, rows spanning thousands of binary orders of magnitude, or very
+// large orders).
 //
-// `magnitudeBits`, when known (from the floating-point filter), says that
-// |det| < 2^magnitudeBits for the entries read as above; the primes then
-// only need to exceed twice that bound in the scaled integers, when it is
-// below Hadamard's. The order must be at least 1 (the filter decides the
+// `trace.magnitudeBits`, when known (from the floating-point filters), says
+// that |det| < 2^magnitudeBits for the entries read as above; the primes
+// then only need to exceed twice that bound in the scaled integers, when it
+// is below Hadamard's. The order must be at least 1 (the filter decides the
 // empty matrix) and every entry finite.
 bool KoModularDeterminantSign(const double* values, unsigned int order, std::int32_t& sign,
-                              std::optional<std::int64_t> magnitudeBits = std::nullopt);
+                              KoMpMatrixToDeterminantExactSign::STrace& trace);

@@ -513,19 +513,29 @@ bool CofactorFilterSign(const double* values, unsigned int order, std::int32_t& 
 // Sign only: the floating-point filter decides well-conditioned matrices,
 // the modular path the rest; only matrices beyond the modular path's prime
 // table reach the exact elimination.
-std::int32_t SignOnly(const double* values, unsigned int order) {
+std::int32_t SignOnly(const double* values, unsigned int order,
+                      KoMpMatrixToDeterminantExactSign::STrace& trace) {
+  using EStage = KoMpMatrixToDeterminantExactSign::EStage;
   std::int32_t sign;  // written by the stage that decides
-  std::optional<std::int64_t> magnitudeBits;
-  if (CofactorFilterSign(values, order, sign, magnitudeBits)) return sign;
-  if (!magnitudeBits && FilterSign(values, order, sign, magnitudeBits)) return sign;
-  if (KoModularDeterminantSign(values, order, sign, magnitudeBits)) return sign;
+  trace = {};
+  if (CofactorFilterSign(values, order, sign, trace.magnitudeBits)) {
+    trace.stage = EStage::eCofactorFilter;
+    return sign;
+  }
+  if (!trace.magnitudeBits && FilterSign(values, order, sign, trace.magnitudeBits)) {
+    trace.stage = EStage::eIntervalFilter;
+    return sign;
+  }
+  if (KoModularDeterminantSign(values, order, sign, trace)) return sign;
+  trace.stage = EStage::eElimination;
   return CElimination(values, order, false).Run();
 }
 
 void ComputeDeterminant(const double* values, unsigned int order, const SOutputs& outputs) {
   const EMode mode = ModeOf(outputs);
   if (mode == EMode::eSignOnly) {
-    *outputs.sign = SignOnly(values, order);
+    KoMpMatrixToDeterminantExactSign::STrace trace;
+    *outputs.sign = SignOnly(values, order, trace);
     return;
   }
   CElimination elimination(values, order, true);
@@ -658,6 +668,13 @@ bool KoMpMatrixToDeterminantExactSign::Compute(const double* values, unsigned in
                                                std::int32_t& sign) {
   if (!AllFinite(values, order)) return false;
   ComputeDeterminant(values, order, {nullptr, nullptr, nullptr, &sign});
+  return true;
+}
+
+bool KoMpMatrixToDeterminantExactSign::Compute(const double* values, unsigned int order,
+                                               std::int32_t& sign, STrace& trace) {
+  if (!AllFinite(values, order)) return false;
+  sign = SignOnly(values, order, trace);
   return true;
 }
 

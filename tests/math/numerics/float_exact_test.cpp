@@ -105,7 +105,7 @@ TEST(KoFloatExact, RecordBytesRoundTripNoComponentsAndRenormalisation) {
             (Components{{0.0, 0}, {-0.75, INT32_MIN + 2}}));
 }
 
-TEST(KoFloatExact, ArrayRecordMarkerLayoutAndMarkerAsCount) {
+TEST(KoFloatExact, ArrayRecordMarkerLayoutOlderLayoutAndMarkerAsCount) {
   const KbArray<KoFloatExact> numbers{KoFloatExact(1.0), KoFloatExact(0.1) * KoFloatExact(0.1)};
   KbStreamWriteBinaryMemory written;
   KoWriteFloatExactArray(written, numbers);
@@ -113,10 +113,16 @@ TEST(KoFloatExact, ArrayRecordMarkerLayoutAndMarkerAsCount) {
   const auto header = ko_test::Pack(0xFFFFFFFFu, 1u, 2u, 56u);
   EXPECT_TRUE(std::equal(header.begin(), header.end(), bytes.begin()));
 
-  KbArray<KoFloatExact> read;
+  KbArray<KoFloatExact> read, readOlder;
   KbStreamReadBinaryMemory current(bytes);
   KoReadFloatExactArray(current, read);
   EXPECT_EQ(read, numbers);
+  KbStreamWriteBinaryMemory older;  // the older layout: the count first, no marker or version
+  older.WriteUInt32(2), older.WriteUInt32(56);
+  for (const KoFloatExact& f : numbers) f.Serialize(older);
+  KbStreamReadBinaryMemory olderStream(older.GetBuffer());
+  KoReadFloatExactArray(olderStream, readOlder);
+  EXPECT_EQ(readOlder, numbers);
   std::vector<std::uint8_t> corrupt(bytes.begin(), bytes.begin() + 16);
   std::fill(corrupt.begin() + 8, corrupt.begin() + 12, 0xFF);
   KbStreamReadBinaryMemory markerCount(corrupt);

@@ -41,16 +41,13 @@ TEST(KoGridFilter, SeparableEqualsTheOuterProductKernelAndAliasingIsSafe) {
     const unsigned int n = 2 * r + 1, cells = w * h * d;
     KoArray3D<float> in(w, h, d), out(w, h, d), full(w, h, d), kernel(n, n, n);
     const std::vector<float> values = Randomize(in, cells, rng);
-    for (unsigned int k = 0; k < n * n * n; ++k) {  // exact: the rows are dyadic
+    for (unsigned int k = 0; k < n * n * n; ++k)  // exact: the rows are dyadic
       kernel.GetData()[k] = row[k % n] * row[k / n % n] * row[k / n / n];
-    }
     for (Filter::EBorder border : c_borders) {
       Filter::ApplySeparable(in, row, out, border);
       Filter::Apply(in, kernel, full, border);
-      for (unsigned int k = 0; k < cells; ++k) {
-        ASSERT_NEAR(out.GetData()[k], full.GetData()[k],
-                    8 * n * std::numeric_limits<float>::epsilon());
-      }
+      for (unsigned int k = 0; k < cells; ++k)
+        ASSERT_NEAR(out.GetData()[k], full.GetData()[k], 8 * n * FLT_EPSILON);
       Filter::ApplySeparable(in, row, in, border);
       EXPECT_EQ(Cells(in.GetData(), cells), Cells(out.GetData(), cells));
       std::copy(values.begin(), values.end(), in.GetData());
