@@ -267,15 +267,13 @@ KO_GRID_ROUTINE void Separable3D(const float* in, unsigned int width, unsigned i
 // into a short line, through `columns` (the source column of positions
 // x0 - cx .. x0 + length + cx - 1, or -1 for a zero).
 struct SEdge {
-  std::size_t x0 = 0, length = 0;
+  std::size_t x0, length;
   std::vector<std::int64_t> columns;
 };
 
 SEdge MakeEdge(std::int64_t x0, std::int64_t x1, std::int64_t cx, std::int64_t width,
                EBorder border) {
-  SEdge edge;
-  edge.x0 = std::size_t(x0);
-  edge.length = std::size_t(x1 - x0);
+  SEdge edge{std::size_t(x0), std::size_t(x1 - x0), {}};
   for (std::int64_t i = x0 - cx; i < x1 + cx; ++i)
     edge.columns.push_back(MapIndex(i, width, border));
   return edge;

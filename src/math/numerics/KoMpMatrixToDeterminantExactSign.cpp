@@ -179,20 +179,16 @@ class CScaledProduct {
   std::int64_t m_exponent = 0;
 };
 
-bool IsUnit(const KoFloatExact& pivot) {
-  return pivot.IsOne() || pivot.IsMinusOne();
-}
-
-// product over k of pivot_k^(1 - powers_k): pivots +-1 contribute nothing,
-// a pivot never used as multiplier is multiplied in, and one used m times
-// is divided out m - 1 times. Consumes the powers.
+// product over k of pivot_k^(1 - powers_k): a pivot never used as
+// multiplier is multiplied in, and one used m times is divided out m - 1
+// times. Pivots +-1 change nothing (the sign is set afterwards). Consumes
+// the powers.
 template <class Product>
 double PivotProduct(CElimination& elimination) {
   std::vector<std::int32_t>& powers = elimination.Powers();
   Product product;
   for (unsigned int k = 0; k < elimination.Order(); ++k) {
     const KoFloatExact& pivot = elimination.Diagonal(k);
-    if (IsUnit(pivot)) continue;
     if (powers[k] < 1) {
       product.Multiply(pivot);
     } else {
@@ -210,7 +206,6 @@ double PivotProduct(CElimination& elimination) {
 bool ApproximationsInRange(const CElimination& elimination) {
   for (unsigned int k = 0; k < elimination.Order(); ++k) {
     const KoFloatExact& pivot = elimination.Diagonal(k);
-    if (IsUnit(pivot)) continue;
     const double mantissa = pivot.GetMantissa(pivot.GetComponentCount() - 1);
     const double approximation = pivot.GetApproximation();
     if (std::isfinite(mantissa) && (approximation == 0.0 || std::isinf(approximation))) {
