@@ -117,9 +117,8 @@ inline std::vector<double> RandomMatrix(std::mt19937_64& rng, unsigned int n, EM
 
 // Multiplies column j by 2^shifts[j]: duplicates and one-ulp moves survive.
 inline void ScaleColumns(std::vector<double>& values, const std::vector<int>& shifts) {
-  for (std::size_t e = 0; e < values.size(); ++e) {
+  for (std::size_t e = 0; e < values.size(); ++e)
     values[e] = std::ldexp(values[e], shifts[e % shifts.size()]);
-  }
 }
 
 // Sign-only mode on `values` against GMP on `reference`; returns the route.
@@ -164,9 +163,8 @@ inline void ExpectMatchesGmp(const std::vector<double>& values, EMatrixKind kind
   for (const KoFloatExact& factor : denominator) quotient /= ToRational(factor);
   EXPECT_EQ(quotient, reference);
   for (const KoFloatExact& factor : denominator) EXPECT_TRUE(factor.IsPositive());
-  for (unsigned int i = 0; i < numerator.GetSize(); ++i) {
+  for (unsigned int i = 0; i < numerator.GetSize(); ++i)
     EXPECT_EQ(numerator[i].IsNegative(), i == 0 && referenceSign < 0) << i;
-  }
   if (kind == EMatrixKind::eWideDoubles) return;
 
   Determinant algorithm;

@@ -180,21 +180,24 @@ TEST(KoMpMatrixToDeterminantExactSign, PowerOfTwoStageAtLimbAndHadamardBoundsOrd
   }
 }
 
-// The cofactor filter takes orders 3 and 4 with entries in [2^-200, 2^200]
-// or zero. Bounds on |det|: 30 2^-49 (the permanent) times 1 + 2^-50 is
-// below 2^-44; pivots 2, 15, 8, 16, 0 take 2 + 4 + 4 + 5 - 1074 bits. Rows of
-// 53 + s bits (274 + sum s at order 5, 383 + sum s at order 7) one bit either
-// side of 64-bit limbs and 62-bit primes; with s = 11, 10, 10, 9 the leading
-// 2x2 and 4x4 minors need 129 and 257 bits, one past 2 and 4 limbs.
+// The cofactor filter takes orders 3 and 4 with entries in [2^-200, 2^200] or zero; order 17
+// puts the interval filter's scratch on the heap. Bounds on |det|: 30 2^-49 (the permanent)
+// times 1 + 2^-50 is below 2^-44; pivots 2, 15, 8, 16, 0 take 2 + 4 + 4 + 5 - 1074 bits. Rows of
+// 53 + s bits (274 + sum s at order 5, 383 + sum s at order 7) one bit either side of 64-bit limbs
+// and 62-bit primes; with s = 11, 10, 10, 9 the leading 2x2 and 4x4 minors need 129 and 257 bits,
+// one past 2 and 4 limbs.
 TEST(KoMpMatrixToDeterminantExactSign, StagesRangesMagnitudeBoundsAndWidths) {
   const auto diagonal = [](const std::vector<double>& d) {
     std::vector<double> values(d.size() * d.size(), 0.0);
     for (std::size_t i = 0; i < d.size(); ++i) values[i * d.size() + i] = d[i];
     return values;
   };
-  const std::vector<double> diagonals[] = {
-      {0x1p200, 0x1p-200, 1}, {0x1p-200, 1, 1, 0x1p200}, {0x1p201, 1, 1}, {1, 0x1p-201, 1}, {1, 1},
-      {1, 1, 1, 1, 1}};
+  const std::vector<double> diagonals[] = {{0x1p200, 0x1p-200, 1},
+                                           {0x1p-200, 1, 1, 0x1p200},
+                                           {0x1p201, 1, 1},
+                                           {1, 0x1p-201, 1},
+                                           {1, 1},
+                                           {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}};
   for (const std::vector<double>& d : diagonals) {  // the first two in the cofactor filter's range
     const Determinant::EStage stage = ExpectExactSign(diagonal(d), diagonal(d), d.size()).stage;
     EXPECT_EQ(stage, &d < diagonals + 2 ? eCofactorFilter : eIntervalFilter) << d.size();

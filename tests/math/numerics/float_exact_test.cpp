@@ -14,9 +14,8 @@ using Components = std::vector<std::pair<double, std::int32_t>>;
 
 Components ComponentsOf(const KoFloatExact& x) {
   Components list;
-  for (std::uint32_t i = 0; i < x.GetComponentCount(); ++i) {
+  for (std::uint32_t i = 0; i < x.GetComponentCount(); ++i)
     list.emplace_back(x.GetMantissa(i), x.GetExponent(i));
-  }
   return list;
 }
 
@@ -46,6 +45,7 @@ TEST(KoFloatExact, CanonicalFormsOfOneZeroPowersTwoPartSumsAndCancellation) {
   // 2^53 + 1: the 1 sits exactly half an ulp below 2^53 and stays apart.
   const KoFloatExact twoParts = Pow2(53) + KoFloatExact(1.0);
   EXPECT_EQ(ComponentsOf(twoParts), (Components{{0.5, 1}, {0.5, 54}}));
+  EXPECT_FALSE(KoFloatExact(1.0) == twoParts);  // its first component alone
   EXPECT_FALSE(twoParts.GetApproximation(approximation));
   EXPECT_EQ(approximation, std::ldexp(1.0, 53));
 

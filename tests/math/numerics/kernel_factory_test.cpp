@@ -53,9 +53,8 @@ TEST(KoConvolutionKernelFactory, GaussRowsBySigmaAreScipysWeights) {
     fields >> sigma >> truncate;
     Factory::CreateGaussFilterSigma(sigma, truncate, row);
     std::size_t k = 0;
-    for (double w; fields >> w; ++k) {
+    for (double w; fields >> w; ++k)
       EXPECT_NEAR(row[k], w, std::ldexp(FLT_EPSILON, std::ilogb(w))) << line;
-    }
     EXPECT_EQ(row.GetSize(), k) << line;
   }
   EXPECT_EQ(rows, 5);
