@@ -190,7 +190,7 @@ SIntegerEntry Decompose(double value) {
 // Scaled integer matrix: entry (i, j) is +-mantissa * 2^shift with shift >=
 // 0, rows scaled independently.
 struct SIntegerMatrix {
-  unsigned int order = 0;
+  unsigned int order;
   std::span<SIntegerEntry> entries;  // exponent replaced by the shift
   std::uint64_t boundBits = 0;       // log2 of twice Hadamard's bound, rounded up
   std::int64_t scaleBits = 0;        // the rows' scaling: det_int = det 2^scaleBits
@@ -206,9 +206,7 @@ unsigned int CeilLog2(unsigned int n) {
 // `storage` holds order x order entries.
 SIntegerMatrix ScaleRows(const double* values, unsigned int order,
                          std::span<SIntegerEntry> storage) {
-  SIntegerMatrix matrix;
-  matrix.order = order;
-  matrix.entries = storage;
+  SIntegerMatrix matrix{.order = order, .entries = storage};
   for (unsigned int i = 0; i < order; ++i) {
     // lowest > highest until a non-zero entry is seen.
     std::int32_t lowest = std::numeric_limits<std::int32_t>::max();
