@@ -661,9 +661,8 @@ bool KoMpMatrixToDeterminantExactSign::Compute(const KoArray2D<double>& matrix,
 
 bool KoMpMatrixToDeterminantExactSign::Compute(const double* values, unsigned int order,
                                                std::int32_t& sign) {
-  if (!AllFinite(values, order)) return false;
-  ComputeDeterminant(values, order, {nullptr, nullptr, nullptr, &sign});
-  return true;
+  STrace trace;
+  return Compute(values, order, sign, trace);
 }
 
 bool KoMpMatrixToDeterminantExactSign::Compute(const double* values, unsigned int order,
