@@ -100,8 +100,7 @@ TEST(KoFtArrayConvolution, UnmetPreconditionsLeaveTheValuesAndBadInputTerminates
     EXPECT_FALSE(convolution.Compute(0)) << std::get<0>(c);
   }
   convolution.SetInput(1, longer, false, 0, v);  // more positions than values
-  EXPECT_FALSE(convolution.Compute(0));
-  EXPECT_EQ(v, (KbArray<float>{1, 2, 3}));
+  EXPECT_TRUE(!convolution.Compute(0) && v == (KbArray<float>{1, 2, 3}));
   convolution.SetInput(1, x, false, 0, v);
   ASSERT_TRUE(convolution.Compute(0));
   convolution.SetInput(1, x, false, 0, v);  // the result is stale again

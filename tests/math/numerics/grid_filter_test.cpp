@@ -143,6 +143,7 @@ TEST(KoGridFilter, BadArgumentsThrowNamingThemAndWriteNothing) {
   ExpectThrowNaming([&] { Filter::Apply(in, KoArray2D<float>(1, 1), out, Filter::EBorder(7)); },
                     "border");
   ExpectThrowNaming([&] { Filter::ApplySeparable(in, one, out, Filter::EBorder(7)); }, "border");
+  ExpectThrowNaming([&] { Filter::ApplySeparable(in3, one, out3, Filter::EBorder(7)); }, "border");
   EXPECT_EQ(out(0, 0), 5.0f);
   KoArray3D<float> empty(0, 3, 2);  // no cells: nothing to wrap around
   KoArray2D<float> empty2(0, 3);
