@@ -267,7 +267,7 @@ KO_GRID_ROUTINE void Separable3D(const float* in, unsigned int width, unsigned i
 // into a short line, through `columns` (the source column of positions
 // x0 - cx .. x0 + length + cx - 1, or -1 for a zero).
 struct SEdge {
-  std::size_t x0, length;
+  std::size_t x0, length;  // set by MakeEdge, the only maker
   std::vector<std::int64_t> columns;
 };
 

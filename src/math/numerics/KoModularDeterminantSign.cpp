@@ -190,7 +190,7 @@ SIntegerEntry Decompose(double value) {
 // Scaled integer matrix: entry (i, j) is +-mantissa * 2^shift with shift >=
 // 0, rows scaled independently.
 struct SIntegerMatrix {
-  unsigned int order;
+  unsigned int order;                // set by ScaleRows, the only maker
   std::span<SIntegerEntry> entries;  // exponent replaced by the shift
   std::uint64_t boundBits = 0;       // log2 of twice Hadamard's bound, rounded up
   std::int64_t scaleBits = 0;        // the rows' scaling: det_int = det 2^scaleBits
