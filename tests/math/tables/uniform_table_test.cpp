@@ -79,14 +79,14 @@ TYPED_TEST(UniformTableTest, EmptyAndReversedTablesAndNaNArgumentsStayInsideTheS
   reversed.SetInvalidY(-7);
   reversed[0] = 1, reversed[1] = 2;
   EXPECT_EQ(empty(0), 0);  // InvalidY, on [0, 0]
-  EXPECT_EQ(empty.GetMaxX(), 0);
+  EXPECT_TRUE(empty.GetMaxX() == 0 && empty.GetInterpolationType() == empty.eNone);
   empty.SetInterpolationType(empty.eLinear);
   EXPECT_EQ(empty(0), 0);
   Uniform<T> point(3, 1, 1);  // step 0: the last sample answers beyond MinX
   point[2] = 4;
   EXPECT_EQ(point(5), 4);
   point.SetInterpolationType(point.eLinear);
-  EXPECT_EQ(point(5), 4);
+  EXPECT_TRUE(point(5) == 4 && point(1) == 4);
   reversed.SetInterpolationType(reversed.eLinear);
   const T t = (T(1.1) - 1) / T(-1);  // in (−1, 0): the first interval
   EXPECT_EQ(reversed(T(1.1)), (1 - t) * 1 + t * 2);
