@@ -182,7 +182,7 @@ TEST(KoMpMatrixToDeterminantExactSign, PowerOfTwoStageAtLimbAndHadamardBoundsOrd
 // puts the interval filter's scratch on the heap. Bounds on |det|: 30 2^-49 (the permanent)
 // times 1 + 2^-50 is below 2^-44; pivots 2, 15, 8, 16, 0 take 2 + 4 + 4 + 5 - 1074 bits. Rows of
 // 53 + s bits (274 + sum s at order 5, 383 + sum s at order 7) one bit either side of 64-bit limbs
-// and 62-bit primes; with s = 11, 10, 10, 9 the leading 2x2 and 4x4 minors need 129 and 257 bits,
+// and 62-bit primes; with s = 10, 11, 10, 9 the leading 2x2 and 4x4 minors need 129 and 257 bits,
 // one past 2 and 4 limbs.
 TEST(KoMpMatrixToDeterminantExactSign, StagesRangesMagnitudeBoundsAndWidths) {
   const auto diagonal = [](const std::vector<double>& d) {
@@ -208,7 +208,7 @@ TEST(KoMpMatrixToDeterminantExactSign, StagesRangesMagnitudeBoundsAndWidths) {
   // The width, then each row's s: +-DBL_MAX (no filter bound) and 2^(1023 - s).
   const std::vector<int> widths[] = {{5, 9, 9, 9, 9, 9},
                                      {6, 10, 9, 9, 9, 9},
-                                     {5, 11, 10, 10, 9, 0},
+                                     {5, 10, 11, 10, 9, 0},
                                      {7, 8, 7, 7, 7, 7, 7, 7},
                                      {8, 8, 8, 7, 7, 7, 7, 7}};
   for (const std::vector<int>& width : widths) {
