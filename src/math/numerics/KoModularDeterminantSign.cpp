@@ -10,33 +10,20 @@
 #include <utility>
 #include <vector>
 
+#include "KoModularPrimes.h"
+
 namespace {
 
 __extension__ typedef unsigned __int128 UInt128;
 __extension__ typedef __int128 Int128;
 
-constexpr unsigned int c_uiPrimeCount = 64;
+// Garner's inverses are tabled for the first 64 primes; a later digit
+// computes its one inverse (ToMixedRadixDigits).
+constexpr unsigned int c_uiGarnerPrimes = 64;
 
-// The 64 largest primes below 2^62. Their product exceeds 2^(62 K - 1) for
-// any K of them, since each is above 2^62 - 2^12.
-constexpr std::array<std::uint64_t, c_uiPrimeCount> c_primes = {
-    0x3FFFFFFFFFFFFFC7ull, 0x3FFFFFFFFFFFFFA9ull, 0x3FFFFFFFFFFFFF8Bull, 0x3FFFFFFFFFFFFF71ull,
-    0x3FFFFFFFFFFFFF67ull, 0x3FFFFFFFFFFFFF59ull, 0x3FFFFFFFFFFFFF55ull, 0x3FFFFFFFFFFFFF3Dull,
-    0x3FFFFFFFFFFFFF35ull, 0x3FFFFFFFFFFFFEEFull, 0x3FFFFFFFFFFFFEE1ull, 0x3FFFFFFFFFFFFEC3ull,
-    0x3FFFFFFFFFFFFE45ull, 0x3FFFFFFFFFFFFE1Dull, 0x3FFFFFFFFFFFFE11ull, 0x3FFFFFFFFFFFFDC1ull,
-    0x3FFFFFFFFFFFFDBBull, 0x3FFFFFFFFFFFFDA5ull, 0x3FFFFFFFFFFFFD87ull, 0x3FFFFFFFFFFFFD69ull,
-    0x3FFFFFFFFFFFFD03ull, 0x3FFFFFFFFFFFFCFBull, 0x3FFFFFFFFFFFFCF7ull, 0x3FFFFFFFFFFFFCE9ull,
-    0x3FFFFFFFFFFFFCD3ull, 0x3FFFFFFFFFFFFCC1ull, 0x3FFFFFFFFFFFFC65ull, 0x3FFFFFFFFFFFFC2Bull,
-    0x3FFFFFFFFFFFFC1Full, 0x3FFFFFFFFFFFFC17ull, 0x3FFFFFFFFFFFFC11ull, 0x3FFFFFFFFFFFFC07ull,
-    0x3FFFFFFFFFFFFB53ull, 0x3FFFFFFFFFFFFB27ull, 0x3FFFFFFFFFFFFAF3ull, 0x3FFFFFFFFFFFFAB7ull,
-    0x3FFFFFFFFFFFFA67ull, 0x3FFFFFFFFFFFFA15ull, 0x3FFFFFFFFFFFF9EFull, 0x3FFFFFFFFFFFF9D9ull,
-    0x3FFFFFFFFFFFF9D3ull, 0x3FFFFFFFFFFFF9C5ull, 0x3FFFFFFFFFFFF9AFull, 0x3FFFFFFFFFFFF977ull,
-    0x3FFFFFFFFFFFF95Full, 0x3FFFFFFFFFFFF95Bull, 0x3FFFFFFFFFFFF959ull, 0x3FFFFFFFFFFFF8E1ull,
-    0x3FFFFFFFFFFFF8A7ull, 0x3FFFFFFFFFFFF889ull, 0x3FFFFFFFFFFFF87Dull, 0x3FFFFFFFFFFFF805ull,
-    0x3FFFFFFFFFFFF7E7ull, 0x3FFFFFFFFFFFF7C9ull, 0x3FFFFFFFFFFFF7A3ull, 0x3FFFFFFFFFFFF775ull,
-    0x3FFFFFFFFFFFF757ull, 0x3FFFFFFFFFFFF739ull, 0x3FFFFFFFFFFFF713ull, 0x3FFFFFFFFFFFF6D1ull,
-    0x3FFFFFFFFFFFF6C1ull, 0x3FFFFFFFFFFFF6B9ull, 0x3FFFFFFFFFFFF6A3ull, 0x3FFFFFFFFFFFF68Bull,
-};
+// 448 primes cover every order up to 12 whatever the finite entries (rows of
+// up to 53 + 2046 bits need at most 12 * 2099 + 26 bits, 408 primes).
+constexpr unsigned int c_uiMostPrimes = c_koModularPrimes.size();
 
 // Montgomery arithmetic modulo one prime p < 2^62 with R = 2^64: a number x
 // is held as x R mod p, and Multiply(a, b) = a b R^-1 mod p keeps that form.
@@ -109,67 +96,27 @@ constexpr std::uint64_t InverseModulo(std::uint64_t a, std::uint64_t m) {
 }
 
 struct STables {
-  std::array<SModulus, c_uiPrimeCount> moduli;
+  std::array<SModulus, c_uiMostPrimes> moduli;
   // garner[i][j], j < i: p_j^-1 mod p_i in Montgomery form.
-  std::array<std::array<std::uint64_t, c_uiPrimeCount>, c_uiPrimeCount> garner;
+  std::array<std::array<std::uint64_t, c_uiGarnerPrimes>, c_uiGarnerPrimes> garner;
 };
 
 constexpr STables MakeTables() {
   STables tables{};
-  for (unsigned int i = 0; i < c_uiPrimeCount; ++i) {
-    tables.moduli[i] = MakeModulus(c_primes[i]);
+  for (unsigned int i = 0; i < c_uiMostPrimes; ++i) {
+    tables.moduli[i] = MakeModulus(c_koModularPrimes[i]);
+  }
+  for (unsigned int i = 0; i < c_uiGarnerPrimes; ++i) {
     for (unsigned int j = 0; j < i; ++j) {
-      const std::uint64_t inverse = InverseModulo(c_primes[j], c_primes[i]);
-      tables.garner[i][j] = static_cast<std::uint64_t>((UInt128(inverse) << 64) % c_primes[i]);
+      const std::uint64_t p = c_koModularPrimes[i];
+      const std::uint64_t inverse = InverseModulo(c_koModularPrimes[j], p);
+      tables.garner[i][j] = static_cast<std::uint64_t>((UInt128(inverse) << 64) % p);
     }
   }
   return tables;
 }
 
 constexpr STables c_tables = MakeTables();
-
-// Beyond the 64 tabled primes: the next primes below them, found once, on
-// the first call that needs them, by a deterministic Miller-Rabin test.
-// 448 primes cover every order up to 12 whatever the finite entries (rows
-// of up to 53 + 2046 bits need at most 12 * 2099 + 26 bits, 408 primes).
-// All of them exceed 2^62 - 2^15, so K of them still multiply to more than
-// 2^(62 K - 1).
-constexpr unsigned int c_uiMostPrimes = 448;
-
-// Miller-Rabin with Sinclair's seven bases, which decide every odd n < 2^64
-// on their own: no trial division is needed for the answer, and the search
-// runs once.
-bool IsPrime(std::uint64_t n) {
-  const SModulus mod = MakeModulus(n);
-  const std::uint64_t minusOne = n - mod.r1;
-  const int twos = std::countr_zero(n - 1);
-  const std::uint64_t odd = (n - 1) >> twos;
-  for (std::uint64_t base :
-       {2ull, 325ull, 9375ull, 28178ull, 450775ull, 9780504ull, 1795265022ull}) {
-    std::uint64_t x = mod.Power(mod.ToMontgomery(base % n), odd);
-    if (x == mod.r1 || x == minusOne) continue;
-    int squarings = 1;
-    for (; squarings < twos && x != minusOne; ++squarings) x = mod.Multiply(x, x);
-    if (x != minusOne) return false;
-  }
-  return true;
-}
-
-const std::vector<SModulus>& ExtendedModuli() {
-  static const std::vector<SModulus> moduli = [] {
-    std::vector<SModulus> result;
-    for (std::uint64_t n = c_primes.back() - 2; result.size() < c_uiMostPrimes - c_uiPrimeCount;
-         n -= 2) {
-      if (IsPrime(n)) result.push_back(MakeModulus(n));
-    }
-    return result;
-  }();
-  return moduli;
-}
-
-const SModulus& ModulusOf(std::size_t i) {
-  return i < c_uiPrimeCount ? c_tables.moduli[i] : ExtendedModuli()[i - c_uiPrimeCount];
-}
 
 // |d| = mantissa * 2^exponent, subnormals read as KoFloatExact reads them.
 struct SIntegerEntry {
@@ -517,26 +464,27 @@ void DivideByScales(std::span<std::uint64_t> values, std::span<const std::uint64
   // powers[c_uiWindow i + w] = scale_i^w, w < 16; result[i] the running
   // power.
   std::pmr::vector<std::uint64_t> powers(c_uiWindow * count, &arena), result(count, &arena);
-  for (std::size_t i = 0; i < count; ++i) powers[c_uiWindow * i] = ModulusOf(i).r1;
+  for (std::size_t i = 0; i < count; ++i) powers[c_uiWindow * i] = c_tables.moduli[i].r1;
   for (unsigned int w = 1; w < c_uiWindow; ++w) {
     for (std::size_t i = 0; i < count; ++i) {
       std::uint64_t* table = &powers[c_uiWindow * i];
-      table[w] = ModulusOf(i).Multiply(table[w - 1], scales[i]);
+      table[w] = c_tables.moduli[i].Multiply(table[w - 1], scales[i]);
     }
   }
   // Every prime is below 2^62: the top window holds bits 60 and 61.
   for (std::size_t i = 0; i < count; ++i) {
-    result[i] = powers[c_uiWindow * i + ((ModulusOf(i).p - 2) >> 60)];
+    result[i] = powers[c_uiWindow * i + ((c_tables.moduli[i].p - 2) >> 60)];
   }
   for (int shift = 60 - int(c_uiWindowBits); shift >= 0; shift -= int(c_uiWindowBits)) {
     for (std::size_t i = 0; i < count; ++i) {
-      const SModulus& mod = ModulusOf(i);
+      const SModulus& mod = c_tables.moduli[i];
       std::uint64_t x = result[i];
       for (unsigned int s = 0; s < c_uiWindowBits; ++s) x = mod.Multiply(x, x);
       result[i] = mod.Multiply(x, powers[c_uiWindow * i + (((mod.p - 2) >> shift) & 15)]);
     }
   }
-  for (std::size_t i = 0; i < count; ++i) values[i] = ModulusOf(i).Multiply(values[i], result[i]);
+  for (std::size_t i = 0; i < count; ++i)
+    values[i] = c_tables.moduli[i].Multiply(values[i], result[i]);
 }
 
 // The residues of the scaled entries modulo one prime, each x R^-1 as the
@@ -560,7 +508,7 @@ void ResiduesModulo(const SModulus& mod, const SIntegerMatrix& matrix, bool plai
 // later digit is (r_i - (v_0 + v_1 p_0 + ... ) ) (p_0 ... p_(i-1))^-1 mod p_i,
 // the sum by Horner's rule and the product alongside, one inverse per digit.
 void ToMixedRadixDigits(std::span<std::uint64_t> values) {
-  for (std::size_t i = 0; i < values.size() && i < c_uiPrimeCount; ++i) {
+  for (std::size_t i = 0; i < values.size() && i < c_uiGarnerPrimes; ++i) {
     const SModulus& mod = c_tables.moduli[i];
     std::uint64_t x = values[i];
     for (std::size_t j = 0; j < i; ++j) {
@@ -568,13 +516,13 @@ void ToMixedRadixDigits(std::span<std::uint64_t> values) {
     }
     values[i] = x;
   }
-  for (std::size_t i = c_uiPrimeCount; i < values.size(); ++i) {
-    const SModulus& mod = ModulusOf(i);
+  for (std::size_t i = c_uiGarnerPrimes; i < values.size(); ++i) {
+    const SModulus& mod = c_tables.moduli[i];
     // Montgomery forms: p_j R, the product (times R), the sum plain.
     std::uint64_t sum = mod.Reduce(values[i - 1]);
-    std::uint64_t product = mod.ToMontgomery(mod.Reduce(ModulusOf(i - 1).p));
+    std::uint64_t product = mod.ToMontgomery(mod.Reduce(c_tables.moduli[i - 1].p));
     for (std::size_t j = i - 1; j-- > 0;) {
-      const std::uint64_t prime = mod.ToMontgomery(mod.Reduce(ModulusOf(j).p));
+      const std::uint64_t prime = mod.ToMontgomery(mod.Reduce(c_tables.moduli[j].p));
       sum = mod.Add(mod.Multiply(sum, prime), mod.Reduce(values[j]));
       product = mod.Multiply(product, prime);
     }
@@ -589,7 +537,7 @@ void ToMixedRadixDigits(std::span<std::uint64_t> values) {
 std::int32_t SymmetricSign(std::span<const std::uint64_t> digits) {
   if (std::all_of(digits.begin(), digits.end(), [](std::uint64_t d) { return d == 0; })) return 0;
   for (std::size_t i = digits.size(); i-- > 0;) {
-    const std::uint64_t half = (ModulusOf(i).p - 1) / 2;
+    const std::uint64_t half = (c_tables.moduli[i].p - 1) / 2;
     if (digits[i] != half) return digits[i] > half ? -1 : 1;
   }
   return 1;
@@ -644,8 +592,8 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
   std::pmr::vector<std::uint64_t> determinants(primeCount, &arena);
   if (order <= c_uiLargestSubsetOrder) {
     for (std::size_t i = 0; i < primeCount; ++i) {
-      ResiduesModulo(ModulusOf(i), matrix, false, residues);
-      determinants[i] = DeterminantBySubsets(ModulusOf(i), residues.data(), order);
+      ResiduesModulo(c_tables.moduli[i], matrix, false, residues);
+      determinants[i] = DeterminantBySubsets(c_tables.moduli[i], residues.data(), order);
     }
   } else {
     // Entries below 2^61 < p are their own residues, negated ones p - |x|:
@@ -656,7 +604,7 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
       integers[e] = SignedInteger(matrix.entries[e]);
     std::pmr::vector<std::uint64_t> scales(primeCount, &arena);
     for (std::size_t i = 0; i < primeCount; ++i) {
-      const SModulus& mod = ModulusOf(i);
+      const SModulus& mod = c_tables.moduli[i];
       if (small) {
         for (std::size_t e = 0; e < integers.size(); ++e) {
           const auto value = static_cast<std::uint64_t>(integers[e]);

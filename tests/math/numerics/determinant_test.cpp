@@ -4,6 +4,7 @@
 #include "base/KbException.h"
 #include "base/KbStreamBinaryMemory.h"
 #include "math/numerics/ExactReference.h"
+#include "math/numerics/KoModularPrimes.h"
 
 namespace {
 
@@ -152,6 +153,22 @@ TEST(KoMpMatrixToDeterminantExactSign, ModularSignSpreadExponentsSubnormalsOrder
 // just miss it; signed Hadamard patterns of DBL_MAX, where the filter
 // overflows. Orders 7 and 8 take the primes: order 8's |det| is within a
 // bit of Hadamard's bound, so every prime counts.
+// The prime stage's moduli: consecutive primes down from 2^62, all above
+// 2^62 - 2^15 (so that any K of them multiply to more than 2^(62 K - 1)).
+TEST(KoMpMatrixToDeterminantExactSign, ModuliAreTheLargestPrimesBelow2To62) {
+  const auto& primes = c_koModularPrimes;
+  EXPECT_NE(mpz_probab_prime_p(mpz_class(primes.back()).get_mpz_t(), 50), 0);
+  EXPECT_GT(mpz_class(primes.back()), (mpz_class(1) << 62) - (mpz_class(1) << 15));
+  mpz_class next;
+  for (std::size_t i = primes.size(); i-- > 0;) {
+    mpz_nextprime(next.get_mpz_t(), mpz_class(primes[i]).get_mpz_t());
+    if (i > 0) {
+      EXPECT_EQ(next, mpz_class(primes[i - 1])) << i;
+    }
+  }
+  EXPECT_GT(next, mpz_class(1) << 62);
+}
+
 TEST(KoMpMatrixToDeterminantExactSign, PowerOfTwoStageAtLimbAndHadamardBoundsOrders1To8) {
   std::mt19937_64 rng(6464);
   for (unsigned int n = 1; n <= 8; ++n) {
