@@ -115,67 +115,34 @@ KO_GRID_INLINE void CorrelateBlock(const float* const* lines, const float* const
   for (std::size_t i = 0; i < N; ++i) Store(out + x + i * c_uiLanes, a[i]);
 }
 
-// out[x] for x = 0 .. n-1, as CorrelateBlock. The last few cells go
-// through one more block that ends at n and overlaps cells already written
-// (with the same values): a single vector sum, let alone a scalar one, is
-// bound by the latency of its additions.
+// out[x] for x = 0 .. n-1, as CorrelateBlock. The cells after the last
+// whole block go through one more block that ends at n and overlaps cells
+// already written (with the same values): a block of eight vectors costs
+// no more than a shorter one, whose sums are bound by the latency of their
+// additions. Lines shorter than a block take two overlapping blocks of four
+// vectors, or single vectors the same way; lines shorter than a vector
+// scalar sums.
 KO_GRID_INLINE void Correlate(const float* const* lines, const float* const* w, unsigned int count,
                               unsigned int taps, std::size_t n, float* out) {
+  constexpr std::size_t c_uiBlock = 8 * c_uiLanes;
   std::size_t x = 0;
-  for (; x + 8 * c_uiLanes <= n; x += 8 * c_uiLanes)
-    CorrelateBlock<8>(lines, w, count, taps, x, out);
-  if (x + 4 * c_uiLanes <= n) CorrelateBlock<4>(lines, w, count, taps, x, out), x += 4 * c_uiLanes;
+  for (; x + c_uiBlock <= n; x += c_uiBlock) CorrelateBlock<8>(lines, w, count, taps, x, out);
   if (x == n) return;
-  if (n >= 4 * c_uiLanes) return CorrelateBlock<4>(lines, w, count, taps, n - 4 * c_uiLanes, out);
+  if (n >= c_uiBlock) return CorrelateBlock<8>(lines, w, count, taps, n - c_uiBlock, out);
+  if (n >= c_uiBlock / 2) {
+    CorrelateBlock<4>(lines, w, count, taps, 0, out);
+    return CorrelateBlock<4>(lines, w, count, taps, n - c_uiBlock / 2, out);
+  }
   for (; x + c_uiLanes <= n; x += c_uiLanes) CorrelateBlock<1>(lines, w, count, taps, x, out);
   if (x == n) return;
-  if (n < c_uiLanes) {  // fewer cells than one vector
-    for (; x < n; ++x) {
-      float a = 0.0f;
-      for (unsigned int c = 0; c < count; ++c) {
-        for (unsigned int k = 0; k < taps; ++k) a += w[c][k] * lines[c][x + k];
-      }
-      out[x] = a;
+  if (n >= c_uiLanes) return CorrelateBlock<1>(lines, w, count, taps, n - c_uiLanes, out);
+  for (; x < n; ++x) {
+    float a = 0.0f;
+    for (unsigned int c = 0; c < count; ++c) {
+      for (unsigned int k = 0; k < taps; ++k) a += w[c][k] * lines[c][x + k];
     }
-    return;
+    out[x] = a;
   }
-  CorrelateBlock<1>(lines, w, count, taps, n - c_uiLanes, out);
-}
-
-// out[x .. x + 8N) = sum over k = 0 .. count-1 of w[k] * lines[k][x], onto 0.
-template <std::size_t N>
-KO_GRID_INLINE void CombineBlock(const float* const* lines, const float* w, unsigned int count,
-                                 std::size_t x, float* out) {
-  V8 a[N] = {};
-  for (unsigned int k = 0; k < count; ++k) {
-    const float wk = w[k];
-    const float* p = lines[k] + x;
-#pragma GCC unroll 8
-    for (std::size_t i = 0; i < N; ++i) MulAdd(a[i], wk, p + i * c_uiLanes);
-  }
-#pragma GCC unroll 8
-  for (std::size_t i = 0; i < N; ++i) Store(out + x + i * c_uiLanes, a[i]);
-}
-
-// out[x] for x = 0 .. n-1, as CombineBlock, ending as Correlate does.
-KO_GRID_INLINE void Combine(const float* const* lines, const float* w, unsigned int count,
-                            std::size_t n, float* out) {
-  std::size_t x = 0;
-  for (; x + 8 * c_uiLanes <= n; x += 8 * c_uiLanes) CombineBlock<8>(lines, w, count, x, out);
-  if (x + 4 * c_uiLanes <= n) CombineBlock<4>(lines, w, count, x, out), x += 4 * c_uiLanes;
-  if (x == n) return;
-  if (n >= 4 * c_uiLanes) return CombineBlock<4>(lines, w, count, n - 4 * c_uiLanes, out);
-  for (; x + c_uiLanes <= n; x += c_uiLanes) CombineBlock<1>(lines, w, count, x, out);
-  if (x == n) return;
-  if (n < c_uiLanes) {  // fewer cells than one vector
-    for (; x < n; ++x) {
-      float a = 0.0f;
-      for (unsigned int k = 0; k < count; ++k) a += w[k] * lines[k][x];
-      out[x] = a;
-    }
-    return;
-  }
-  CombineBlock<1>(lines, w, count, n - c_uiLanes, out);
 }
 
 // A row of weights and its length (odd).
@@ -189,12 +156,13 @@ SRow MakeRow(const KbArray<float>& row) {
 }
 
 // The lines that supply positions c - r .. c + r along an axis of `n`
-// lines `stride` floats apart, with their weights; lines outside are left
-// out under eZero. Returns how many there are, or -1 when a non-finite
-// weight lies over an outside line (the result is then NaN).
+// lines `stride` floats apart, with their weights (each a row of one tap,
+// so that Correlate combines them); lines outside are left out under eZero.
+// Returns how many there are, or -1 when a non-finite weight lies over an
+// outside line (the result is then NaN).
 KO_GRID_INLINE int GatherLines(const float* base, std::size_t stride, std::int64_t n,
                                std::int64_t c, const SRow& row, EBorder border, const float** lines,
-                               float* weights) {
+                               const float** weights) {
   const std::int64_t r = row.taps / 2;
   int count = 0;
   for (unsigned int k = 0; k < row.taps; ++k) {
@@ -204,18 +172,18 @@ KO_GRID_INLINE int GatherLines(const float* base, std::size_t stride, std::int64
       continue;
     }
     lines[count] = base + std::size_t(m) * stride;
-    weights[count++] = row.w[k];
+    weights[count++] = row.w + k;
   }
   return count;
 }
 
 // Along one axis: out = the lines around position c combined, or NaN.
 KO_GRID_INLINE void CombineAt(const float* base, std::size_t stride, std::int64_t n, std::int64_t c,
-                              const SRow& row, EBorder border, const float** lines, float* weights,
-                              std::size_t length, float* out) {
+                              const SRow& row, EBorder border, const float** lines,
+                              const float** weights, std::size_t length, float* out) {
   const int count = GatherLines(base, stride, n, c, row, border, lines, weights);
   if (count < 0) return FillNaN(out, length);
-  Combine(lines, weights, static_cast<unsigned int>(count), length, out);
+  Correlate(lines, weights, static_cast<unsigned int>(count), 1, length, out);
 }
 
 // Scratch of the separable passes: one padded line and the gathered lines.
@@ -224,7 +192,7 @@ struct SScratch {
       : line(width + 2 * padding), lines(taps), weights(taps) {}
   std::vector<float> line;
   std::vector<const float*> lines;
-  std::vector<float> weights;
+  std::vector<const float*> weights;
 };
 
 // One plane, separably: along y into the padded line, then along x.
@@ -289,12 +257,12 @@ KO_GRID_ROUTINE void Full(const float* in, unsigned int width, unsigned int heig
   const std::int64_t cx = kw / 2, cy = kh / 2, cz = kd / 2;
   const std::size_t inner = width > 2 * cx ? width - 2 * cx : 0;
   // The end columns, widened to a vector where the row allows: the extra
-  // cells are written twice with the same values, by one vector sum.
+  // cells are written twice with the same values, by one vector sum. In a
+  // row no wider than the kernel (no inner columns) the two ends overlap
+  // and together cover it.
   const std::int64_t end = std::min<std::int64_t>(std::max<std::int64_t>(cx, c_uiLanes), width);
   std::vector<SEdge> edges;
-  if (inner == 0) {
-    edges.push_back(MakeEdge(0, width, cx, width, border));
-  } else if (cx > 0) {
+  if (cx > 0) {
     edges.push_back(MakeEdge(0, end, cx, width, border));
     edges.push_back(MakeEdge(width - end, width, cx, width, border));
   }
