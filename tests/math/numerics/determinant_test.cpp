@@ -12,7 +12,7 @@ using Determinant = KoMpMatrixToDeterminantExactSign;
 using enum Determinant::EStage;
 const double c_big = std::ldexp(1.0, 52);
 
-TEST(KoMpMatrixToDeterminantExactSign, ListedMatricesZeroColumnCancellationSwapAnd2To52) {
+TEST(KoMpMatrixToDeterminantExactSign, ListedMatricesZeroColumnCancellationSwap2To52AndTriangular) {
   const std::vector<double> zeroColumn = {1, 0, 2, 3, 0, 4, 5, 0, 6};
   // det = -1 exactly, while (2^52 + 1)(2^52 - 1) rounds to 2^104 in doubles.
   const std::vector<double> twoTo52 = {c_big + 1, c_big, c_big, c_big - 1};
@@ -32,6 +32,10 @@ TEST(KoMpMatrixToDeterminantExactSign, ListedMatricesZeroColumnCancellationSwapA
               denominator == KbArray<KoFloatExact>{KoFloatExact(1.0)});
   Determinant::Compute(MakeMatrix(twoTo52), numerator, denominator, sign);
   EXPECT_TRUE(numerator == KbArray<KoFloatExact>{KoFloatExact(-1.0)} && denominator.IsEmpty());
+  // Zeros above a pivot are left alone: a triangular matrix's factors are its diagonal.
+  Determinant::Compute(MakeMatrix({2, 0, 3, 5}), numerator, denominator, sign);
+  EXPECT_TRUE((numerator == KbArray<KoFloatExact>{KoFloatExact(2.0), KoFloatExact(5.0)}) &&
+              denominator.IsEmpty());
 }
 
 TEST(KoMpMatrixToDeterminantExactSign, StaticAndFrameworkFormsNonSquareModesAndUnderflow) {
