@@ -188,7 +188,7 @@ SIntegerMatrix ScaleRows(const double* values, unsigned int order,
 // the power of R later. An entry m 2^s with s = 64 q + t is reduced once as
 // the (up to 117-bit) integer m 2^t, giving m 2^t R^-1, and for q > 0 is
 // multiplied by radix[q] = R^(q + 1) mod p, giving m 2^t R^q R^-1.
-constexpr unsigned int c_uiRadixPowers = 2100 / 64 + 1;  // shifts stay below 2100
+constexpr unsigned int c_uiRadixPowers = 33;  // shifts stay below 2100 < 64 * 33
 
 std::uint64_t ScaledResidue(const SModulus& mod, const SIntegerEntry& entry,
                             const std::uint64_t* radix) {
@@ -392,7 +392,7 @@ std::int32_t SignOfOrderThree(const SIntegerMatrix& matrix) {
     return Int128(v[3 + i]) * v[6 + j] - Int128(v[3 + j]) * v[6 + i];
   };
   // Cofactor signs folded in: + m(1, 2), - m(0, 2), + m(0, 1).
-  const std::array<Int128, 3> cofactors = {minor(1, 2), minor(2, 0), minor(0, 1)};
+  const Int128 cofactors[] = {minor(1, 2), minor(2, 0), minor(0, 1)};
   Int128 high = 0, low = 0;
   for (unsigned int j = 0; j < 3; ++j) {
     const Int128 m = cofactors[j];
@@ -471,16 +471,19 @@ void DivideByScales(std::span<std::uint64_t> values, std::span<const std::uint64
       table[w] = c_tables.moduli[i].Multiply(table[w - 1], scales[i]);
     }
   }
+  // scale_i^w for the window w of Fermat's exponent p_i - 2 at `shift`.
+  const auto windowPower = [&](std::size_t i, int shift) {
+    const std::uint64_t exponent = c_tables.moduli[i].p - 2;
+    return powers[c_uiWindow * i + ((exponent >> shift) & (c_uiWindow - 1))];
+  };
   // Every prime is below 2^62: the top window holds bits 60 and 61.
-  for (std::size_t i = 0; i < count; ++i) {
-    result[i] = powers[c_uiWindow * i + ((c_tables.moduli[i].p - 2) >> 60)];
-  }
+  for (std::size_t i = 0; i < count; ++i) result[i] = windowPower(i, 60);
   for (int shift = 60 - int(c_uiWindowBits); shift >= 0; shift -= int(c_uiWindowBits)) {
     for (std::size_t i = 0; i < count; ++i) {
       const SModulus& mod = c_tables.moduli[i];
       std::uint64_t x = result[i];
       for (unsigned int s = 0; s < c_uiWindowBits; ++s) x = mod.Multiply(x, x);
-      result[i] = mod.Multiply(x, powers[c_uiWindow * i + (((mod.p - 2) >> shift) & 15)]);
+      result[i] = mod.Multiply(x, windowPower(i, shift));
     }
   }
   for (std::size_t i = 0; i < count; ++i)
