@@ -124,6 +124,8 @@ TEST(SmoothTest, LinesStayLinesAtLargeOffsets) {
   EXPECT_EQ(smoothed, std::vector<double>(3 * n, 0.0));
   const std::vector<double> ends{-5, 5};  // a span of 10 needs a period above 10
   EXPECT_THROW(komath::Smooth(ends, ends, 1, 1.0, 10.0, {smoothed.data(), 2}), komath::InputError);
+  const std::vector<double> down{5, -5};
+  EXPECT_THROW(komath::Smooth(down, ends, 1, 1.0, {}, {smoothed.data(), 2}), komath::InputError);
   const std::span<double> short_(triple.data(), 3 * n - 1);  // y and out alike one short
   EXPECT_THROW(komath::Smooth(x, short_, 3, 1.0, {}, short_), komath::InputError);
   triple[5] = NAN;

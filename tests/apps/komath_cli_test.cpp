@@ -87,6 +87,10 @@ TEST_F(KomathTest, DeterminantsAreSignsOrIntegersTimesAPowerOfTwo) {
   EXPECT_EQ(huge["approximation"], "3.00000000000000e+600");
   EXPECT_EQ(huge["exact"]["power_of_two"], 1892);
   EXPECT_EQ(huge["numerator"][0][0], huge["exact"]["hexadecimal"].get<std::string>() + "p+1892");
+  // (1e300)^2 9.999999999999994 = 9.999999999999996e600 rounds into the next decade.
+  EXPECT_EQ(
+      RunJson("det --exact -", "1e300 0 0\n0 1e300 0\n0 0 9.999999999999994\n")["approximation"],
+      "1.00000000000000e+601");
 }
 
 // y = x^2 - 2x + 3 = 4u^2 + 2 with u = (x - 1) / 2, fitted exactly: both forms,
