@@ -75,6 +75,12 @@ TEST(KoMpMatrixToDeterminantExactSign, StaticAndFrameworkFormsNonSquareModesAndU
   algorithm.SetInput(huge, determinant);
   ASSERT_TRUE(algorithm.Compute(0));
   EXPECT_EQ(determinant, std::ldexp(9.0, 200));
+  // Pivots x s = 3 2^-1200 (below the range), y s and s (divided out once):
+  // det = x y s = 3 2^-200 for x = 2^-600, y = 2^1000, s = 3 2^-600.
+  const double x = std::ldexp(1.0, -600), y = std::ldexp(1.0, 1000), s = 3 * x;
+  const KoArray2D<double> small = MakeMatrix({x, 0, 1, 0, y, 1, 0, 0, s});
+  algorithm.SetInput(small, determinant);
+  EXPECT_TRUE(algorithm.Compute(0) && determinant == std::ldexp(3.0, -200));
 
   // Non-finite entries are refused by every form, first and last entry
   // alike: the identity with an infinite corner would pass the filter.
