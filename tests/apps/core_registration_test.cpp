@@ -90,10 +90,9 @@ std::vector<double> Invariants(std::span<const double> mean, std::span<const dou
 void ExpectNear(const std::vector<double>& actual, const std::vector<double>& expected,
                 double tolerance, const std::string& what) {
   ASSERT_EQ(actual.size(), expected.size()) << what;
-  for (std::size_t i = 0; i < actual.size(); ++i) {
+  for (std::size_t i = 0; i < actual.size(); ++i)
     EXPECT_NEAR(actual[i], expected[i], tolerance * std::max(1.0, std::abs(expected[i])))
         << what << " [" << i << "]";
-  }
 }
 
 // Least-squares similarity of shape 1 onto shape 0 against numpy's R, s, t, rms.

@@ -250,10 +250,9 @@ TEST_F(KomathTest, GpaReadsOneFileOrManyAndWritesTheAlignedShapes) {
   std::string aligned;
   for (unsigned i = 0; i < 3; ++i) {
     aligned += i == 0 ? "" : "\n";
-    for (const json& p : together["aligned"][i]) {
+    for (const json& p : together["aligned"][i])
       aligned +=
           komath::Format(p[0].get<double>()) + " " + komath::Format(p[1].get<double>()) + "\n";
-    }
   }
   EXPECT_EQ(Read(m_dir / "aligned.txt"), aligned);
   // The mirror image is reflected when allowed.
@@ -301,10 +300,9 @@ TEST_F(KomathTest, LargeFilesStreamAcrossBlocksWithExactLineNumbers) {
   // About 3 MB: lines straddle the reader's 1 MiB blocks; the last has no line end.
   const unsigned n = 100000;
   std::string points;
-  for (unsigned i = 0; i < n; ++i) {
+  for (unsigned i = 0; i < n; ++i)
     points += std::to_string(i % 997) + ".25,\t" + std::to_string(i % 89) + " -" +
               std::to_string(i % 13) + ".5  # point " + std::to_string(i) + "\n";
-  }
   points.pop_back();
   Write("big.txt", points);
   const Result timed = Run("align big.txt big.txt --json --timing");

@@ -55,8 +55,7 @@ TEST(KoMpMatrixToDeterminantExactSign, StaticAndFrameworkFormsNonSquareModesAndU
   algorithm.SetInput(wide, sign);
   EXPECT_FALSE(algorithm.Compute(0));
   algorithm.SetInput(matrix, determinant);
-  ASSERT_TRUE(algorithm.Compute(0));
-  EXPECT_EQ(determinant, -6.0);
+  EXPECT_TRUE(algorithm.Compute(0) && determinant == -6.0);
   algorithm.SetInput(matrix, sign);  // clears the determinant output
   EXPECT_FALSE(algorithm.IsCalculated());
   determinant = 42.0;
@@ -73,8 +72,7 @@ TEST(KoMpMatrixToDeterminantExactSign, StaticAndFrameworkFormsNonSquareModesAndU
   const KoArray2D<double> huge =
       MakeMatrix({std::ldexp(1.0, -1000), 0, 1, 0, 3 * t, 2 * t, 0, t, t});
   algorithm.SetInput(huge, determinant);
-  ASSERT_TRUE(algorithm.Compute(0));
-  EXPECT_EQ(determinant, std::ldexp(9.0, 200));
+  EXPECT_TRUE(algorithm.Compute(0) && determinant == std::ldexp(9.0, 200));
   // Pivots x s = 3 2^-1200 (below the range), y s and s (divided out once):
   // det = x y s = 3 2^-200 for x = 2^-600, y = 2^1000, s = 3 2^-600.
   const double x = std::ldexp(1.0, -600), y = std::ldexp(1.0, 1000), s = 3 * x;
@@ -154,8 +152,19 @@ TEST(KoMpMatrixToDeterminantExactSign, ModularSignSpreadExponentsSubnormalsOrder
   // read 2^-1074 as (1 + 2^-52) 2^-1023, and the fast paths must agree.
   const double quirk[] = {0x1p-1074, 0x1p-524, 0x1p-524, 1.0};
   std::int32_t sign = 7;
-  ASSERT_TRUE(Determinant::Compute(quirk, 2, sign));
-  EXPECT_EQ(sign, 1);
+  EXPECT_TRUE(Determinant::Compute(quirk, 2, sign) && sign == 1);
+}
+
+// The prime stage's moduli: consecutive primes down from 2^62, all above
+// 2^62 - 2^15 (so that any K of them multiply to more than 2^(62 K - 1)).
+TEST(KoMpMatrixToDeterminantExactSign, ModuliAreTheLargestPrimesBelow2To62) {
+  mpz_class p = c_koModularPrimes.back();
+  EXPECT_NE(mpz_probab_prime_p(p.get_mpz_t(), 50), 0);
+  EXPECT_GT(p, (mpz_class(1) << 62) - (mpz_class(1) << 15));
+  for (std::size_t i = c_koModularPrimes.size(); i-- > 0;
+       mpz_nextprime(p.get_mpz_t(), p.get_mpz_t()))
+    EXPECT_EQ(p, mpz_class(c_koModularPrimes[i])) << i;
+  EXPECT_GT(p, mpz_class(1) << 62);
 }
 
 // The stage modulo 2^(64 W) at its bounds: dependent rows (and one ulp off)
@@ -163,22 +172,6 @@ TEST(KoMpMatrixToDeterminantExactSign, ModularSignSpreadExponentsSubnormalsOrder
 // just miss it; signed Hadamard patterns of DBL_MAX, where the filter
 // overflows. Orders 7 and 8 take the primes: order 8's |det| is within a
 // bit of Hadamard's bound, so every prime counts.
-// The prime stage's moduli: consecutive primes down from 2^62, all above
-// 2^62 - 2^15 (so that any K of them multiply to more than 2^(62 K - 1)).
-TEST(KoMpMatrixToDeterminantExactSign, ModuliAreTheLargestPrimesBelow2To62) {
-  const auto& primes = c_koModularPrimes;
-  EXPECT_NE(mpz_probab_prime_p(mpz_class(primes.back()).get_mpz_t(), 50), 0);
-  EXPECT_GT(mpz_class(primes.back()), (mpz_class(1) << 62) - (mpz_class(1) << 15));
-  mpz_class next;
-  for (std::size_t i = primes.size(); i-- > 0;) {
-    mpz_nextprime(next.get_mpz_t(), mpz_class(primes[i]).get_mpz_t());
-    if (i > 0) {
-      EXPECT_EQ(next, mpz_class(primes[i - 1])) << i;
-    }
-  }
-  EXPECT_GT(next, mpz_class(1) << 62);
-}
-
 TEST(KoMpMatrixToDeterminantExactSign, PowerOfTwoStageAtLimbAndHadamardBoundsOrders1To8) {
   std::mt19937_64 rng(6464);
   for (unsigned int n = 1; n <= 8; ++n) {
@@ -364,11 +357,9 @@ TEST(KoMpMatrixToDeterminantExactSignRecords, InputBytesBadElementSizeAndReplayO
   CRecordProbe fresh;
   fresh.ReadInput(probe.Input()), fresh.ReadOutput(probe.Output());
   EXPECT_FALSE(fresh.compareUnitTestResult());
-  ASSERT_TRUE(fresh.Compute(0));
-  EXPECT_TRUE(fresh.compareUnitTestResult());
+  EXPECT_TRUE(fresh.Compute(0) && fresh.compareUnitTestResult());
   fresh.ReadInput(probe.Input());  // the output read before belonged to the old input
-  ASSERT_TRUE(fresh.Compute(0));
-  EXPECT_FALSE(fresh.compareUnitTestResult());
+  EXPECT_TRUE(fresh.Compute(0) && !fresh.compareUnitTestResult());
   const KoArray2D<double> wide(3, 2);  // a recorded input that failed its pre-conditions
   probe.SetInput(wide, sign);
   fresh.ReadInput(probe.Input());

@@ -44,10 +44,9 @@ std::vector<unsigned int> BruteForce(const SModel& m, const Path& o) {
   double bestScore = -INFINITY;
   for (unsigned int k = 0; k < t;) {
     double score = m.initial[path[0]] + m.emission[path[0] * m.symbols + o[0]];
-    for (unsigned int s = 1; s < t; ++s) {
+    for (unsigned int s = 1; s < t; ++s)
       score = m.emission[path[s] * m.symbols + o[s]] +
               (score + m.transition[path[s - 1] * m.n + path[s]]);
-    }
     const bool later =
         std::lexicographical_compare(best.rbegin(), best.rend(), path.rbegin(), path.rend());
     if (score > bestScore || (score == bestScore && score > -INFINITY && later))
