@@ -145,9 +145,12 @@ struct SIntegerMatrix {
   bool hasZeroRow = false;
 };
 
-// ceil(log2 n) for n >= 1.
-unsigned int CeilLog2(unsigned int n) {
-  return static_cast<unsigned int>(std::bit_width(n - 1));
+// What a determinant of k rows adds to the sum of its rows' bits: Hadamard's
+// factor k^(k/2) <= 2^ceil(k ceil(log2 k) / 2), and one bit more, so that
+// twice the bound (a symmetric or two's-complement range) stays below 2^bits.
+std::uint64_t HadamardBits(std::uint64_t k) {
+  const auto ceilLog2 = static_cast<std::uint64_t>(std::bit_width(k - 1));
+  return (k * ceilLog2 + 1) / 2 + 1;
 }
 
 // `storage` holds order x order entries.
@@ -178,9 +181,8 @@ SIntegerMatrix ScaleRows(const double* values, unsigned int order,
     // Every entry of the row is below 2^(53 + highest - lowest).
     matrix.boundBits += 53 + std::uint64_t(highest - lowest);
   }
-  // |det| <= product of the row norms <= n^(n/2) * 2^(sum of row bits); one
-  // more bit for the factor 2.
-  matrix.boundBits += (std::uint64_t{order} * CeilLog2(order) + 1) / 2 + 1;
+  // |det| <= product of the row norms <= n^(n/2) * 2^(sum of row bits).
+  matrix.boundBits += HadamardBits(order);
   return matrix;
 }
 
@@ -334,7 +336,7 @@ std::int32_t SignModuloPowerOfTwo(const SIntegerMatrix& matrix, unsigned int lim
       largest = std::max(largest, entry.mantissa << entry.exponent);
     }
     rowBits += static_cast<std::uint64_t>(std::bit_width(largest));
-    const std::uint64_t bits = rowBits + (k * CeilLog2(k) + 1) / 2 + 1;
+    const std::uint64_t bits = rowBits + HadamardBits(k);
     switch (std::min<std::uint64_t>((bits + 63) / 64, limbs)) {
       case 1:
         ExpandRow<1>(matrix, row, limbs, minor.data());

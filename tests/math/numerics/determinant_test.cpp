@@ -31,7 +31,8 @@ TEST(KoMpMatrixToDeterminantExactSign, ListedMatricesZeroColumnCancellationSwap2
   EXPECT_TRUE(numerator == KbArray<KoFloatExact>{KoFloatExact(0.0)} &&
               denominator == KbArray<KoFloatExact>{KoFloatExact(1.0)});
   Determinant::Compute(MakeMatrix(twoTo52), numerator, denominator, sign);
-  EXPECT_TRUE(numerator == KbArray<KoFloatExact>{KoFloatExact(-1.0)} && denominator.IsEmpty());
+  EXPECT_TRUE(numerator == KbArray<KoFloatExact>{KoFloatExact(-1.0)} && denominator.IsEmpty() &&
+              sign == -1);
   // Zeros above a pivot are left alone: a triangular matrix's factors are its diagonal.
   Determinant::Compute(MakeMatrix({2, 0, 3, 5}), numerator, denominator, sign);
   EXPECT_TRUE((numerator == KbArray<KoFloatExact>{KoFloatExact(2.0), KoFloatExact(5.0)}) &&
@@ -226,11 +227,9 @@ TEST(KoMpMatrixToDeterminantExactSign, StagesRangesMagnitudeBoundsAndWidths) {
   trace = ExpectExactSign(diagonal({2, 15, 8, 16, 0}), diagonal({2, 15, 8, 16, 0}), 5);
   EXPECT_TRUE(trace.stage == eZeroRow && trace.magnitudeBits == 15 - 1074);
   // The width, then each row's s: +-DBL_MAX (no filter bound) and 2^(1023 - s).
-  const std::vector<int> widths[] = {{5, 9, 9, 9, 9, 9},
-                                     {6, 10, 9, 9, 9, 9},
-                                     {5, 10, 11, 10, 9, 0},
-                                     {7, 8, 7, 7, 7, 7, 7, 7},
-                                     {8, 8, 8, 7, 7, 7, 7, 7}};
+  const std::vector<int> widths[] = {{5, 9, 9, 9, 9, 9},       {6, 10, 9, 9, 9, 9},
+                                     {6, 10, 9, 9, 9, 9, 9},   {5, 10, 11, 10, 9, 0},
+                                     {7, 8, 7, 7, 7, 7, 7, 7}, {8, 8, 8, 7, 7, 7, 7, 7}};
   for (const std::vector<int>& width : widths) {
     const std::size_t n = width.size() - 1;
     std::vector<double> values(n * n);
