@@ -280,6 +280,9 @@ TEST_F(KomathTest, RngGivesTheGeneratorsSequences) {
             "{\n  \"distribution\": \"uint32\",\n  \"seed\": 1,\n  \"numbers\": []\n}\n");
   const json bounded = RunJson("rng --seed 7 --int 6 -n 50");
   KoRandomNumberGenerator generator(7u);
+  EXPECT_EQ(Run("rng --seed 7 --normal 2,0.5 -n 1").out,
+            komath::Format(generator.RandNorm(2, 0.5)) + "\n");
+  generator.Seed(7u);
   for (unsigned i = 0; i < 50; ++i) {
     EXPECT_EQ(bounded["numbers"][i].get<unsigned>(), generator.RandInt(6u));
   }
@@ -347,6 +350,7 @@ TEST_F(KomathTest, BadInputGetsItsMessageAndStatus) {
        "did not settle"},
       {"rng --count -1", "", 2, "--count -1: a count cannot be negative"},
       {"rng --uniform --int 5", "", 2, "--uniform excludes --int"},
+      {"rng --normal 0,-1", "", 2, "--normal MEAN,SD needs a finite mean and a finite SD >= 0"},
       {"align - three.txt", "1 2 3\n4 5 6\n", 1, "three.txt has 3 points, <stdin> has 2"},
       {"align - three.txt", "1 2 3\n4 inf 6\n7 8 9\n", 1, "<stdin>:2: field 2 'inf'"},
       {"align - two.txt", "1 2 3\n4 5 6\n", 1, "only 2 points: an alignment needs at least 3"},

@@ -74,8 +74,7 @@ TEST(KoMpMatrixToDeterminantExactSign, StaticAndFrameworkFormsNonSquareModesAndU
       MakeMatrix({std::ldexp(1.0, -1000), 0, 1, 0, 3 * t, 2 * t, 0, t, t});
   algorithm.SetInput(huge, determinant);
   EXPECT_TRUE(algorithm.Compute(0) && determinant == std::ldexp(9.0, 200));
-  // Pivots x s = 3 2^-1200 (below the range), y s and s (divided out once):
-  // det = x y s = 3 2^-200 for x = 2^-600, y = 2^1000, s = 3 2^-600.
+  // Pivots x s = 3 2^-1200 (below the range), y s and s: det = x y s = 3 2^-200.
   const double x = std::ldexp(1.0, -600), y = std::ldexp(1.0, 1000), s = 3 * x;
   const KoArray2D<double> small = MakeMatrix({x, 0, 1, 0, y, 1, 0, 0, s});
   algorithm.SetInput(small, determinant);
@@ -156,8 +155,7 @@ TEST(KoMpMatrixToDeterminantExactSign, ModularSignSpreadExponentsSubnormalsOrder
   EXPECT_TRUE(Determinant::Compute(quirk, 2, sign) && sign == 1);
 }
 
-// The prime stage's moduli: consecutive primes down from 2^62, all above
-// 2^62 - 2^15 (so that any K of them multiply to more than 2^(62 K - 1)).
+// The prime stage's moduli: consecutive primes down from 2^62, all above 2^62 - 2^15.
 TEST(KoMpMatrixToDeterminantExactSign, ModuliAreTheLargestPrimesBelow2To62) {
   mpz_class p = c_koModularPrimes.back();
   EXPECT_NE(mpz_probab_prime_p(p.get_mpz_t(), 50), 0);
