@@ -283,9 +283,8 @@ TEST_F(KomathTest, RngGivesTheGeneratorsSequences) {
   EXPECT_EQ(Run("rng --seed 7 --normal 2,0.5 -n 1").out,
             komath::Format(generator.RandNorm(2, 0.5)) + "\n");
   generator.Seed(7u);
-  for (unsigned i = 0; i < 50; ++i) {
+  for (unsigned i = 0; i < 50; ++i)
     EXPECT_EQ(bounded["numbers"][i].get<unsigned>(), generator.RandInt(6u));
-  }
 }
 
 // A step at -2..2, half-width 1: the tent weighs a sample's cell by 3/4 and each

@@ -180,18 +180,15 @@ TEST(KoMpMatrixToDeterminantExactSign, PowerOfTwoStageAtLimbAndHadamardBoundsOrd
         std::vector<int> columnShift(n, spread);
         for (unsigned int j = 1; j < n; ++j) columnShift[j] = int(rng() % (spread + 1));
         ScaleColumns(values, columnShift);
-        if (trial % 2 == 1) {
-          double& entry = values[rng() % values.size()];
-          entry = std::nextafter(entry, 0.0);
-        }
+        const std::size_t moved = rng() % values.size();
+        if (trial % 2 == 1) values[moved] = std::nextafter(values[moved], 0.0);
         ExpectExactSign(values, values, n);
       }
     }
     std::vector<double> hadamard(std::size_t(n) * n);
     for (unsigned int i = 0; i < n; ++i) {
-      for (unsigned int j = 0; j < n; ++j) {
+      for (unsigned int j = 0; j < n; ++j)
         hadamard[i * n + j] = std::popcount(i & j) % 2 ? -DBL_MAX : DBL_MAX;
-      }
     }
     ExpectExactSign(hadamard, hadamard, n);
   }
@@ -224,6 +221,11 @@ TEST(KoMpMatrixToDeterminantExactSign, StagesRangesMagnitudeBoundsAndWidths) {
   EXPECT_TRUE(trace.stage == eOrderThree && trace.magnitudeBits == -44);
   trace = ExpectExactSign(diagonal({2, 15, 8, 16, 0}), diagonal({2, 15, 8, 16, 0}), 5);
   EXPECT_TRUE(trace.stage == eZeroRow && trace.magnitudeBits == 15 - 1074);
+  // Fourteen rows over the whole double range need more than the 448 primes.
+  std::vector<double> wide = diagonal(std::vector<double>(16, DBL_MAX));
+  for (std::size_t i = 2; i < 16; ++i) wide[i * 16] = 0x1p-1074;
+  wide[0] = c_big + 1, wide[1] = wide[16] = c_big, wide[17] = c_big - 1;  // det -1 DBL_MAX^14
+  EXPECT_EQ(ExpectExactSign(wide, wide, 16).stage, eElimination);
   // The width, then each row's s: +-DBL_MAX (no filter bound) and 2^(1023 - s).
   const std::vector<int> widths[] = {{5, 9, 9, 9, 9, 9},       {6, 10, 9, 9, 9, 9},
                                      {6, 10, 9, 9, 9, 9, 9},   {5, 10, 11, 10, 9, 0},
@@ -375,10 +377,8 @@ TEST(KoMpMatrixToDeterminantExactSign, OrderThreeIntegerRouteAgainstGmp) {
       for (double& v : values) v = RandomDouble(rng, 0, 0);
       const unsigned int a = rng() % 3, b = (a + 1) % 3;
       for (unsigned int j = 0; j < 3; ++j) values[b * 3 + j] = values[a * 3 + j];
-      if (trial % 2 == 1) {
-        double& entry = values[b * 3 + rng() % 3];
-        entry = std::nextafter(entry, 4.0);
-      }
+      const unsigned int moved = b * 3 + rng() % 3;
+      if (trial % 2 == 1) values[moved] = std::nextafter(values[moved], 4.0);
       ScaleColumns(values, {0, int(rng() % (spread + 1)), spread});
       const Determinant::EStage stage = ExpectExactSign(values, values, 3).stage;
       EXPECT_TRUE(trial % 2 == 1 || stage == (spread <= 9 ? eOrderThree : ePowerOfTwo)) << spread;

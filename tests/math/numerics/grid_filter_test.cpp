@@ -99,7 +99,7 @@ TEST(KoGridFilter, EqualsScipyForEveryBorderWithKernelsLargerThanTheGrid) {
       EXPECT_EQ(Cells(out2.GetData(), w * h), expected) << line << " " << border;
     }
   }
-  EXPECT_EQ(cases, 15);
+  EXPECT_EQ(cases, 16);
 }
 
 // eZero's outside cells are zeros in the arithmetic along every axis: an

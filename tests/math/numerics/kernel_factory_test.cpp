@@ -157,6 +157,7 @@ TEST(KoConvolutionKernelFactory, EllipsesOnTheSmallestOddGridAndBadRadii) {
   Factory::CreateEllipsoid(0, 5000, 0, sphere);
   EXPECT_TRUE(square.GetHeight() == 5592405 && sphere.GetHeight() == 10001);
   // 257^2 cells in the plane, 65^3 in space: each within its own bound.
+  Factory::CreateNeighbourhoodExistence(32, sphere), Factory::CreateNeighbourhoodCount(32, sphere);
   Factory::CreateNeighbourhoodExistence(128, square), Factory::CreateSphere(32, sphere);
   EXPECT_TRUE(square.GetWidth() == 257 && sphere.GetDepth() == 65);
   Factory::CreateSphere(1, sphere);

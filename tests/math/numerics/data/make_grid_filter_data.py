@@ -22,7 +22,8 @@ for (w, h, d), (kw, kh, kd) in [((4, 1, 1), (13, 1, 1)), ((1, 1, 1), (5, 1, 1)),
     kernel = grid if (w, h, d) == (kw, kh, kd) else kernel  # the grid as its own kernel
     outs = [ndimage.correlate(grid, kernel, mode=m) for m in MODES]
     lines.append(f"F {w} {h} {d} {kw} {kh} {kd} " + text([grid, kernel] + outs))
-for (w, h, d), taps in [((3, 2, 1), (7, 5, 1)), ((3, 2, 2), (5, 3, 7))]:
+# a line of 26 cells, a few short of a 32-wide block
+for (w, h, d), taps in [((3, 2, 1), (7, 5, 1)), ((3, 2, 2), (5, 3, 7)), ((26, 2, 1), (5, 3, 1))]:
     grid, rows = ints((d, h, w), 9), [ints(t, 4) if t > 1 else np.ones(1) for t in taps]
     outs = []
     for m in MODES:
