@@ -40,18 +40,21 @@ TEST(FitTest, BadlyConditionedYearsMatchNumpy) {
     for (std::size_t i = 0; i < co2.x.size(); ++i) {
       const double u = (co2.x[i] - r.shift) / r.scale;
       double mine = 0, theirs = 0;
-      for (unsigned k = degree + 1; k-- > 0;) {
+      for (unsigned k = degree + 1; k-- > 0;)
         mine = mine * u + r.scaledCoefficients[k], theirs = theirs * u + ref[k];
-      }
       largest = std::max(largest, std::abs(mine - theirs));
     }
     EXPECT_LE(largest, floor) << degree;
     EXPECT_NEAR(r.chiSquare, ref.back(), 1e-12 * ref.back()) << degree;
     EXPECT_EQ(r.illConditioned, degree > 2) << degree;
-    // The flag compares the terms with the values: y in units of 1e-12 keeps it.
-    std::vector<double> tiny = co2.y;
-    for (double& v : tiny) v *= 1e-12;
-    EXPECT_EQ(komath::Fit(co2.x, tiny, {}, degree).illConditioned, degree > 2) << degree;
+    // y in other units, past float's range too, keeps the flag and scales the chi-square.
+    for (const double unit : {1e-12, 1e-45, 1e45}) {
+      std::vector<double> scaled = co2.y;
+      for (double& v : scaled) v *= unit;
+      const komath::FitResult s = komath::Fit(co2.x, scaled, {}, degree);
+      EXPECT_EQ(s.illConditioned, degree > 2) << degree;
+      EXPECT_NEAR(s.chiSquare / unit / unit, r.chiSquare, 1e-9 * r.chiSquare) << unit;
+    }
   }
 }
 
@@ -62,9 +65,8 @@ TEST(FitTest, SigmasWeighOnlyByTheirRatios) {
   for (const double sigma : {1e-30, 1e30}) {
     const std::vector<double> sigmas(co2.x.size(), sigma);
     const komath::FitResult r = komath::Fit(co2.x, co2.y, sigmas, 3);
-    for (unsigned k = 0; k <= 3; ++k) {
+    for (unsigned k = 0; k <= 3; ++k)
       EXPECT_NEAR(r.scaledCoefficients[k], plain.scaledCoefficients[k], 1e-9 * 335);
-    }
     EXPECT_NEAR(r.chiSquare * sigma * sigma, plain.chiSquare, 1e-9 * plain.chiSquare);
   }
 }

@@ -41,9 +41,8 @@ TEST(CombinatoricsTests, BinomialAgainstPascalTriangleFactorialWrapAndBinomialRo
     KbArray<float> weights(size);
     for (float& w : weights) w = -7.0f;  // old contents must not leak in
     CreateBinomialDistribution(weights);
-    for (unsigned int j = 0; j < size; ++j) {
+    for (unsigned int j = 0; j < size; ++j)
       EXPECT_EQ(weights[j], static_cast<float>(BinomialCoefficient(size - 1, j)));
-    }
   }
 }
 

@@ -132,9 +132,8 @@ TYPED_TEST(MatrixInvertTest, PortablePathGivesTheBitsOfTheVectorPaths) {
     KbMatrixInternal::Invert(vector, &vectorDet);
     KbMatrixInvertPortable::Invert(portable, &portableDet);
     ASSERT_TRUE(same(vectorDet, portableDet)) << "trial " << trial;
-    for (unsigned int i = 0; i < 16; ++i) {
+    for (unsigned int i = 0; i < 16; ++i)
       ASSERT_TRUE(same(vector[i], portable[i])) << "trial " << trial << ", element " << i;
-    }
   }
 }
 

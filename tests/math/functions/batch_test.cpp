@@ -164,9 +164,8 @@ TYPED_TEST(BatchEvaluation, PiecewiseRunsOverlapsAndGaps) {
 
 TEST(BatchEvaluationVector, VectorTable) {
   KoFunctionTableNonUniform<float, KbVector3f> table(8);
-  for (int i = 0; i < 8; ++i) {
+  for (int i = 0; i < 8; ++i)
     table.AppendSorted(float(i) / 3, KbVector3f(float(i), std::sin(float(i)), -float(i * i)));
-  }
   ExpectBatchEqualsCalls<float, KbVector3f>(table, Arguments<float>(), "vector table");
   EXPECT_NEAR(table(0.5f).x, 1.5f, 4 * std::numeric_limits<float>::epsilon());  // halfway, 1 to 2
 }

@@ -70,9 +70,8 @@ TEST(QuaternionTest, MatrixRoundTripsAndTransformAgreesWithTheMatrix) {
     EXPECT_NEAR(std::fabs(double(back.Dot(q))), 1.0, 16 * c_eps) << i;
     const KbVector3f v(u(rng), u(rng), u(rng));
     const KbVector3f r = q.Transform(v);
-    for (unsigned int k = 0; k < 3; ++k) {
+    for (unsigned int k = 0; k < 3; ++k)
       EXPECT_NEAR(r[k], v.x * m(0, k) + v.y * m(1, k) + v.z * m(2, k), 16 * c_eps * v.Length());
-    }
   }
 }
 

@@ -100,9 +100,8 @@ TEST(PolynomFitTest, NoisyRandomDataOfDegreesOneToFourMatchesTheReference) {
     Real scale = 1, chi2 = 0;
     for (Real c : reference) scale = std::max(scale, std::fabs(c));
     const Real tolerance = 10 * std::pow(4.0L, Real(degree)) * epsilon * scale;
-    for (unsigned int k = 0; k <= degree; ++k) {
+    for (unsigned int k = 0; k <= degree; ++k)
       EXPECT_NEAR(coefficients[k], reference[k], tolerance) << run << " k=" << k;
-    }
     for (unsigned int i = 0; i < 300; ++i) {
       Real fitted = 0;
       for (unsigned int k = degree + 1; k-- > 0;) fitted = fitted * points[i].x + reference[k];
