@@ -94,9 +94,8 @@ TEST(SmoothTest, OneSampleKeepsItsValue) {
   komath::Smooth(std::vector<double>{5}, std::vector<double>{3}, 1, 1.0, std::nullopt,
                  {&single, 1});
   EXPECT_EQ(single, 3);
-  for (const double bad : {-1.0, double(INFINITY)}) {
+  for (const double bad : {-1.0, double(INFINITY)})
     EXPECT_THROW(komath::Smooth(x, y, 1, bad, std::nullopt, out), komath::InputError) << bad;
-  }
 }
 
 // The tent's weights sum to one and it is symmetric: a line on a uniform

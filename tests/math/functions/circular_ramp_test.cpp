@@ -47,9 +47,8 @@ void CheckRamp(const RampCase<T>& c) {
   std::vector<T> xs;
   for (int i = 0; i <= 200; ++i) xs.push_back(x0 + c.length * (T(i) / 180 - T(0.05)));
   for (const auto& piece : ramp.GetCurve().GetPieces()) {
-    for (T b : {piece.from, std::min(piece.to, x1)}) {
+    for (T b : {piece.from, std::min(piece.to, x1)})
       xs.insert(xs.end(), {std::nextafter(b, -INFINITY), b, std::nextafter(b, INFINITY)});
-    }
     // Every argument of an arc's piece lies inside the arc's circle.
     if (auto* arc = dynamic_cast<const KoFunctionLimitedHemisphere<T, T>*>(piece.function)) {
       ASSERT_TRUE(arc->IsInsideCircle(piece.from));

@@ -25,9 +25,8 @@ class Polynomial : public KoFunctionPolynomialBase<T> {
 template <class T>
 std::vector<std::vector<unsigned int>> Enumerate(unsigned int maxDegree) {
   std::vector<std::vector<unsigned int>> monomials;
-  for (auto it = typename KoFunctionPolynomialBase<T>::MonomIterator(maxDegree); it; ++it) {
+  for (auto it = typename KoFunctionPolynomialBase<T>::MonomIterator(maxDegree); it; ++it)
     monomials.emplace_back(std::begin(*it), std::end(*it));
-  }
   return monomials;
 }
 

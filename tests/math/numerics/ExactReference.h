@@ -52,9 +52,8 @@ inline mpq_class BareissDeterminant(const std::vector<double>& values, unsigned 
     if (r != k) sign = -sign;
     for (unsigned int c = 0; c < n; ++c) std::swap(at(k, c), at(r, c));
     for (unsigned int i = k + 1; i < n; ++i) {
-      for (unsigned int j = k + 1; j < n; ++j) {
+      for (unsigned int j = k + 1; j < n; ++j)
         at(i, j) = (at(i, j) * at(k, k) - at(i, k) * at(k, j)) / previous;
-      }
     }
     previous = at(k, k);
   }

@@ -219,6 +219,8 @@ TEST(KoMpMatrixToDeterminantExactSign, StagesRangesMagnitudeBoundsAndWidths) {
   const std::vector<double> repeated = {1, 1, 1, 1, 1, 1, 1, 1, 13};
   Determinant::STrace trace = ExpectExactSign(repeated, repeated, 3);
   EXPECT_TRUE(trace.stage == eOrderThree && trace.magnitudeBits == -44);
+  const std::vector<double> swapped = {0, 1, 1, 0};  // decided after a row swap
+  EXPECT_EQ(ExpectExactSign(swapped, swapped, 2).stage, eIntervalFilter);
   trace = ExpectExactSign(diagonal({2, 15, 8, 16, 0}), diagonal({2, 15, 8, 16, 0}), 5);
   EXPECT_TRUE(trace.stage == eZeroRow && trace.magnitudeBits == 15 - 1074);
   // Fourteen rows over the whole double range need more than the 448 primes.
@@ -359,6 +361,10 @@ TEST(KoMpMatrixToDeterminantExactSignRecords, InputBytesBadElementSizeAndReplayO
   EXPECT_TRUE(fresh.Compute(0) && fresh.compareUnitTestResult());
   fresh.ReadInput(probe.Input());  // the output read before belonged to the old input
   EXPECT_TRUE(fresh.Compute(0) && !fresh.compareUnitTestResult());
+  probe.SetInput(other, determinant);  // 3, not the storage's zero
+  ASSERT_TRUE(probe.Compute(0));
+  fresh.ReadInput(probe.Input()), fresh.ReadOutput(probe.Output());
+  EXPECT_TRUE(fresh.Compute(0) && fresh.compareUnitTestResult());
   const KoArray2D<double> wide(3, 2);  // a recorded input that failed its pre-conditions
   probe.SetInput(wide, sign);
   fresh.ReadInput(probe.Input());

@@ -222,9 +222,8 @@ TEST(KoMpGeneralizedProcrustesAnalysisTest, FullProcrustesMeanIsTheDominantEigen
       EXPECT_LE(gap, 4 * 0x1p-24);  // float rounding of a unit vector
       Shapes corrected;
       gpa.GetCorrectedLandmarks(corrected);
-      for (unsigned int i = 0; i < shapes.GetSize(); ++i) {
+      for (unsigned int i = 0; i < shapes.GetSize(); ++i)
         EXPECT_NEAR(ToEigen(corrected[i]).norm(), std::abs(z[i].dot(m)), 1e-5) << i;
-      }
     } else {
       EXPECT_GE(gap, 1e-5);
     }

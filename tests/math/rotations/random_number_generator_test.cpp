@@ -57,9 +57,8 @@ TEST(RandomNumberGeneratorTest, SeedsFollowTheReferenceSequences) {
   std::uint32_t longKey[700];
   for (std::uint32_t i = 0; i < 700; ++i) longKey[i] = i * 2654435761u + 12345u;
   Rng longKeyed(longKey, 700);
-  for (std::uint32_t expected : {1635820964u, 1788933857u, 9490523u}) {
+  for (std::uint32_t expected : {1635820964u, 1788933857u, 9490523u})
     EXPECT_EQ(longKeyed.RandInt(), expected);
-  }
 #ifdef NDEBUG
   // As the key {0}: CPython's random.seed(0) is init_by_array of {0}.
   EXPECT_EQ(Rng(nullptr, 0).RandInt(), 3626764237u);
@@ -84,9 +83,8 @@ TEST(RandomNumberGeneratorTest, ClockSeedHashesTimeTicksAndTheCounter) {
     for (std::uint32_t c = c0; c - c0 <= c1 - c0; ++c) {
       std::uint32_t h2 = 0;
       for (int i = 0; i < 4; ++i) h2 = h2 * 257 + std::uint8_t(c >> (8 * i));
-      for (std::uint32_t counter = 0; counter < 16 && !found; ++counter) {
+      for (std::uint32_t counter = 0; counter < 16 && !found; ++counter)
         found = std::mt19937((h1 + counter) ^ h2)() == first;
-      }
     }
   }
   EXPECT_TRUE(found) << "ticks " << c0 << " to " << c1;
@@ -151,9 +149,8 @@ TEST(RandomNumberGeneratorRecordTest, PositionsOutsideTheStateThrowAndLeaveTheGe
   const Bytes before = ko_test::Write(rng);
   const std::pair<std::int64_t, std::int32_t> bad[] = {
       {625, 0}, {-1, 624}, {0, 625}, {0, -1}, {1, 624}, {std::int64_t{1} << 32, 0}};
-  for (auto [position, left] : bad) {
+  for (auto [position, left] : bad)
     EXPECT_THROW(ko_test::Read(rng, RecordYielding(1, 2, position, left)), KbException);
-  }
   EXPECT_EQ(ko_test::Write(rng), before);
 }
 
