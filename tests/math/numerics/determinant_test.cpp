@@ -33,9 +33,9 @@ TEST(KoMpMatrixToDeterminantExactSign, ListedMatricesZeroColumnCancellationSwap2
   Determinant::Compute(MakeMatrix(twoTo52), numerator, denominator, sign);
   EXPECT_TRUE(numerator == KbArray<KoFloatExact>{KoFloatExact(-1.0)} && denominator.IsEmpty() &&
               sign == -1);
-  // Zeros above a pivot are left alone: a triangular matrix's factors are its diagonal.
-  Determinant::Compute(MakeMatrix({2, 0, 3, 5}), numerator, denominator, sign);
-  EXPECT_TRUE((numerator == KbArray<KoFloatExact>{KoFloatExact(2.0), KoFloatExact(5.0)}) &&
+  // Zeros above a pivot are left alone: a triangular matrix's factors are its diagonal (but 1).
+  Determinant::Compute(MakeMatrix({2, 0, 0, 3, 1, 0, 4, 5, 7}), numerator, denominator, sign);
+  EXPECT_TRUE((numerator == KbArray<KoFloatExact>{KoFloatExact(2.0), KoFloatExact(7.0)}) &&
               denominator.IsEmpty());
 }
 
