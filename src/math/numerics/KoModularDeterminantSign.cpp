@@ -8,7 +8,6 @@
 #include <memory_resource>
 #include <span>
 #include <utility>
-#include <vector>
 
 #include "KoModularPrimes.h"
 
@@ -553,13 +552,12 @@ std::int32_t SymmetricSign(std::span<const std::uint64_t> digits) {
 bool KoModularDeterminantSign(const double* values, unsigned int order, std::int32_t& sign,
                               KoMpMatrixToDeterminantExactSign::STrace& trace) {
   using EStage = KoMpMatrixToDeterminantExactSign::EStage;
-  // Entries on the stack up to order 8, on the heap beyond.
-  const std::size_t count = std::size_t(order) * order;
-  std::array<SIntegerEntry, 64> stackEntries;
-  std::vector<SIntegerEntry> heapEntries(count > stackEntries.size() ? count : 0);
-  const SIntegerMatrix matrix = ScaleRows(
-      values, order,
-      heapEntries.empty() ? std::span(stackEntries).first(count) : std::span(heapEntries));
+  // Scratch space on the stack for the scaled entries and the prime stage's
+  // residues and determinants; orders from about sixteen spill to the heap.
+  std::array<std::byte, 8192> scratch;
+  std::pmr::monotonic_buffer_resource arena(scratch.data(), scratch.size());
+  std::pmr::vector<SIntegerEntry> entries(std::size_t(order) * order, &arena);
+  const SIntegerMatrix matrix = ScaleRows(values, order, entries);
   if (matrix.hasZeroRow) {
     sign = 0;
     trace.stage = EStage::eZeroRow;
@@ -570,8 +568,6 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
     trace.stage = EStage::eOrderThree;
     return true;
   }
-  // Every prime exceeds 2^62 - 2^15, so K of them multiply to more than
-  // 2^(62 K - 1).
   // The scaled determinant is det 2^scaleBits: twice it stays below
   // 2^(magnitudeBits + scaleBits + 1).
   std::uint64_t boundBits = matrix.boundBits;
@@ -588,11 +584,10 @@ bool KoModularDeterminantSign(const double* values, unsigned int order, std::int
     trace.width = static_cast<std::uint32_t>(limbs);
     return true;
   }
+  // Every prime exceeds 2^62 - 2^15, so K of them multiply to more than
+  // 2^(62 K - 1).
   const std::uint64_t primeCount = (boundBits + 1 + 61) / 62;
   if (primeCount > c_uiMostPrimes) return false;
-  // Scratch space on the stack; orders beyond about twenty spill to the heap.
-  std::array<std::byte, 8192> scratch;
-  std::pmr::monotonic_buffer_resource arena(scratch.data(), scratch.size());
   std::pmr::vector<std::uint64_t> residues(matrix.entries.size(), &arena);
   std::pmr::vector<std::uint64_t> determinants(primeCount, &arena);
   if (order <= c_uiLargestSubsetOrder) {
