@@ -31,9 +31,8 @@ Data Load(const std::string& name) {
   Data data;
   data.sections = ReadSections("gpa_" + name + ".txt");
   const Sections numpy = ReadSections("numpy_references.txt");
-  for (const auto& [key, values] : numpy) {
+  for (const auto& [key, values] : numpy)
     if (key.starts_with(name + "_")) data.sections[key.substr(name.size() + 1)] = values;
-  }
   const std::vector<double>& shape = data.sections["shape"];
   data.k = std::size_t(shape[0]), data.m = std::size_t(shape[1]), data.d = std::size_t(shape[2]);
   data.input = data.sections["input"];

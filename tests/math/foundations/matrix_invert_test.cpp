@@ -19,9 +19,8 @@ long double ReferenceInverse(long double a[16], long double inv[16]) {
   for (int i = 0; i < 16; ++i) inv[i] = i % 5 == 0 ? 1.0L : 0.0L;
   for (int col = 0; col < 4; ++col) {
     int pivot = col;
-    for (int r = col + 1; r < 4; ++r) {
+    for (int r = col + 1; r < 4; ++r)
       if (std::fabs(a[4 * r + col]) > std::fabs(a[4 * pivot + col])) pivot = r;
-    }
     std::swap_ranges(a + 4 * col, a + 4 * col + 4, a + 4 * pivot);
     std::swap_ranges(inv + 4 * col, inv + 4 * col + 4, inv + 4 * pivot);
     const long double p = a[5 * col];

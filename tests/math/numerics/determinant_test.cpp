@@ -216,9 +216,13 @@ TEST(KoMpMatrixToDeterminantExactSign, StagesRangesMagnitudeBoundsAndWidths) {
     const Determinant::EStage stage = ExpectExactSign(diagonal(d), diagonal(d), d.size()).stage;
     EXPECT_EQ(stage, &d < diagonals + 2 ? eCofactorFilter : eIntervalFilter) << d.size();
   }
-  const std::vector<double> repeated = {1, 1, 1, 1, 1, 1, 1, 1, 13};
+  // Bounds rounded up past a power of two: the cofactor filter's permanent 4 times 2^-49,
+  // the interval filter's last radius 2^-52 times the first pivot's 2 (below 2^1).
+  const std::vector<double> repeated = {1, 1, 0, 1, 1, 0, 0, 0, 2}, ones = {1, 1, 1, 1};
   Determinant::STrace trace = ExpectExactSign(repeated, repeated, 3);
-  EXPECT_TRUE(trace.stage == eOrderThree && trace.magnitudeBits == -44);
+  EXPECT_TRUE(trace.stage == eOrderThree && trace.magnitudeBits == -46);
+  trace = ExpectExactSign(ones, ones, 2);
+  EXPECT_TRUE(trace.stage == ePowerOfTwo && trace.magnitudeBits == -50);
   const std::vector<double> swapped = {0, 1, 1, 0};  // decided after a row swap
   EXPECT_EQ(ExpectExactSign(swapped, swapped, 2).stage, eIntervalFilter);
   trace = ExpectExactSign(diagonal({2, 15, 8, 16, 0}), diagonal({2, 15, 8, 16, 0}), 5);
