@@ -85,10 +85,9 @@ TEST(ExactDeterminantTest, RandomMatricesEqualGmpBareiss) {
       scaled[i] = std::ldexp(a[i], int(rng() % 41) - 20);
       small[i] = double(int(rng() % 5) - 2);
     }
-    for (std::size_t i = 0; i < n; ++i) {
+    for (std::size_t i = 0; i < n; ++i)
       for (std::size_t j = 0; j < n; ++j)
         scaled[i * n + j] = std::ldexp(scaled[i * n + j], 40 * int(i % 3) - 40 * int(j % 2));
-    }
     ExpectExact(a, n);
     ExpectExact(scaled, n);
     ExpectExact(small, n);

@@ -247,9 +247,8 @@ const std::vector<SRecordCase>& RecordCases() {
 
 std::vector<const KbRTTI*> RegisteredClasses() {
   std::vector<const KbRTTI*> classes;
-  for (const KbRTTI* record = KbRTTI::GetFirst(); record != nullptr; record = record->GetNext()) {
+  for (const KbRTTI* record = KbRTTI::GetFirst(); record != nullptr; record = record->GetNext())
     classes.push_back(record);
-  }
   std::sort(classes.begin(), classes.end(), [](const KbRTTI* a, const KbRTTI* b) {
     return std::wcscmp(a->GetName(), b->GetName()) < 0;
   });

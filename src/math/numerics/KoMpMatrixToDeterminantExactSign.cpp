@@ -170,7 +170,7 @@ class CScaledProduct {
     return f.GetExponent(f.GetComponentCount() - 1);
   }
   void step(double product, std::int32_t exponent) {
-    int shift = 0;
+    int shift;  // written by frexp
     m_mantissa = std::frexp(product, &shift);
     m_exponent += std::int64_t{exponent} + shift;
   }

@@ -108,10 +108,9 @@ TEST(IterativeOrthonormalizationTests,
   for (int trial = 0; trial < 200; ++trial) {
     const KbMatrix4Rf rotation = OM::MakeXYZRotation(RandomAngles(rng, 1.5f));
     KbMatrix4Rf stretch;
-    for (unsigned int r = 0; r < 3; ++r) {
+    for (unsigned int r = 0; r < 3; ++r)
       for (unsigned int c = r; c < 3; ++c)
         stretch(r, c) = stretch(c, r) = stretch(r, c) + noise(rng);
-    }
     KbMatrix4Rf m = stretch * rotation;
     m(3, 1) = 2.0f;
     OM::IterativeOrthonormalization(m, 100);

@@ -51,10 +51,9 @@ inline mpq_class BareissDeterminant(const std::vector<double>& values, unsigned 
     if (r == n) return 0;
     if (r != k) sign = -sign;
     for (unsigned int c = 0; c < n; ++c) std::swap(at(k, c), at(r, c));
-    for (unsigned int i = k + 1; i < n; ++i) {
+    for (unsigned int i = k + 1; i < n; ++i)
       for (unsigned int j = k + 1; j < n; ++j)
         at(i, j) = (at(i, j) * at(k, k) - at(i, k) * at(k, j)) / previous;
-    }
     previous = at(k, k);
   }
   return n == 0 ? mpq_class(1) : mpq_class(sign * at(n - 1, n - 1));
@@ -102,9 +101,8 @@ inline std::vector<double> RandomMatrix(std::mt19937_64& rng, unsigned int n, EM
   if (n < 3) return m;
   const unsigned int a = rng() % n, b = (a + 1) % n, c = (a + 2) % n;
   for (unsigned int j = 0; j < n; ++j) {
-    if (kind == EMatrixKind::eDuplicateRow || kind == EMatrixKind::eNearSingular) {
+    if (kind == EMatrixKind::eDuplicateRow || kind == EMatrixKind::eNearSingular)
       m[b * n + j] = m[a * n + j];
-    }
     if (kind == EMatrixKind::eDependentRow) m[a * n + j] = m[b * n + j] + m[c * n + j];
   }
   if (kind == EMatrixKind::eNearSingular) {

@@ -186,10 +186,9 @@ TEST(KoMpMatrixToDeterminantExactSign, PowerOfTwoStageAtLimbAndHadamardBoundsOrd
       }
     }
     std::vector<double> hadamard(std::size_t(n) * n);
-    for (unsigned int i = 0; i < n; ++i) {
+    for (unsigned int i = 0; i < n; ++i)
       for (unsigned int j = 0; j < n; ++j)
         hadamard[i * n + j] = std::popcount(i & j) % 2 ? -DBL_MAX : DBL_MAX;
-    }
     ExpectExactSign(hadamard, hadamard, n);
   }
 }
@@ -223,6 +222,10 @@ TEST(KoMpMatrixToDeterminantExactSign, StagesRangesMagnitudeBoundsAndWidths) {
   EXPECT_TRUE(trace.stage == eOrderThree && trace.magnitudeBits == -46);
   trace = ExpectExactSign(ones, ones, 2);
   EXPECT_TRUE(trace.stage == ePowerOfTwo && trace.magnitudeBits == -50);
+  // The radii move with their rows: radius u of (0.75 0.75) and 3u of (2.5 2.5), swapped.
+  const std::vector<double> block = {1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 4,
+                                     1, 1, 0, 0, 1, 1, 1, 0, 0, 2, 3, 3};
+  EXPECT_EQ(ExpectExactSign(block, block, 5).magnitudeBits, -43);
   const std::vector<double> swapped = {0, 1, 1, 0};  // decided after a row swap
   EXPECT_EQ(ExpectExactSign(swapped, swapped, 2).stage, eIntervalFilter);
   trace = ExpectExactSign(diagonal({2, 15, 8, 16, 0}), diagonal({2, 15, 8, 16, 0}), 5);

@@ -21,10 +21,9 @@ std::vector<Real> ReferenceFit(const Points& points, const KbArray<float>& sigma
   std::vector<std::vector<Real>> a(m, std::vector<Real>(m + 1, 0));  // last column: rhs
   for (unsigned int i = 0; i < points.GetSize(); ++i) {
     const Real x = points[i].x, w = 1 / (Real(sigmas[i]) * sigmas[i]);
-    for (unsigned int j = 0; j < m; ++j) {
+    for (unsigned int j = 0; j < m; ++j)
       for (unsigned int k = 0; k <= m; ++k)
         a[j][k] += w * std::pow(x, Real(j)) * (k < m ? std::pow(x, Real(k)) : points[i].y);
-    }
   }
   for (unsigned int c = 0; c < m; ++c) {
     for (unsigned int r = 0; r < m; ++r) {
