@@ -53,7 +53,7 @@ std::int64_t MapIndex(std::int64_t i, std::int64_t n, EBorder border) {
   if (i >= 0 && i < n) return i;
   switch (border) {
     case KoGridFilter::eClamp:
-      return i < 0 ? 0 : n - 1;
+      return std::clamp<std::int64_t>(i, 0, n - 1);
     case KoGridFilter::eWrap:
       return Modulo(i, n);
     case KoGridFilter::eReflect: {
@@ -158,17 +158,18 @@ SRow MakeRow(const KbArray<float>& row) {
 // The lines that supply positions c - r .. c + r along an axis of `n`
 // lines `stride` floats apart, with their weights (each a row of one tap,
 // so that Correlate combines them); lines outside are left out under eZero.
-// Returns how many there are, or -1 when a non-finite weight lies over an
-// outside line (the result is then NaN).
-KO_GRID_INLINE int GatherLines(const float* base, std::size_t stride, std::int64_t n,
-                               std::int64_t c, const SRow& row, EBorder border, const float** lines,
-                               const float** weights) {
+// Returns how many there are, or nothing when a non-finite weight lies over
+// an outside line (the result is then NaN).
+KO_GRID_INLINE std::optional<unsigned int> GatherLines(const float* base, std::size_t stride,
+                                                       std::int64_t n, std::int64_t c,
+                                                       const SRow& row, EBorder border,
+                                                       const float** lines, const float** weights) {
   const std::int64_t r = row.taps / 2;
-  int count = 0;
+  unsigned int count = 0;
   for (unsigned int k = 0; k < row.taps; ++k) {
     const std::int64_t m = MapIndex(c + k - r, n, border);
     if (m < 0) {
-      if (!std::isfinite(row.w[k])) return -1;
+      if (!std::isfinite(row.w[k])) return std::nullopt;
       continue;
     }
     lines[count] = base + std::size_t(m) * stride;
@@ -181,9 +182,10 @@ KO_GRID_INLINE int GatherLines(const float* base, std::size_t stride, std::int64
 KO_GRID_INLINE void CombineAt(const float* base, std::size_t stride, std::int64_t n, std::int64_t c,
                               const SRow& row, EBorder border, const float** lines,
                               const float** weights, std::size_t length, float* out) {
-  const int count = GatherLines(base, stride, n, c, row, border, lines, weights);
-  if (count < 0) return FillNaN(out, length);
-  Correlate(lines, weights, static_cast<unsigned int>(count), 1, length, out);
+  const std::optional<unsigned int> count =
+      GatherLines(base, stride, n, c, row, border, lines, weights);
+  if (!count) return FillNaN(out, length);
+  Correlate(lines, weights, *count, 1, length, out);
 }
 
 // Scratch of the separable passes: one padded line and the gathered lines.
