@@ -5,56 +5,9 @@
 #include <utility>
 #include <vector>
 
-namespace {
+#include "KoGaussJordan.h"
 
-// Solves a·x = b in place by Gauss–Jordan elimination with full pivoting
-// (Numerical Recipes, "gaussj"): b becomes x, and a holds the inverse with
-// its columns in pivot order (gaussj's final column unswap is left out:
-// only b is wanted). `a` is m×m row-major. Among pivot candidates of equal
-// magnitude the later one wins (the comparison is >=). A zero pivot stops the elimination at
-// once and leaves a and b half-reduced; the caller carries on with them.
-template <class T>
-void SolveGaussJordan(T* a, T* b, unsigned int m) {
-  std::vector<unsigned int> pivotCount(m, 0);
-  // Initialised so that an all-NaN search (no candidate ever compares >=)
-  // still names a valid element.
-  unsigned int row = 0;
-  unsigned int column = 0;
-  for (unsigned int pass = 0; pass < m; ++pass) {
-    T largest = 0;
-    for (unsigned int r = 0; r < m; ++r) {
-      if (pivotCount[r] == 1) continue;
-      for (unsigned int c = 0; c < m; ++c) {
-        if (pivotCount[c] == 0 && std::fabs(a[r * m + c]) >= largest) {
-          largest = std::fabs(a[r * m + c]);
-          row = r;
-          column = c;
-        }
-      }
-    }
-    ++pivotCount[column];
-    // Move the pivot onto the diagonal.
-    if (row != column) {
-      for (unsigned int c = 0; c < m; ++c) std::swap(a[row * m + c], a[column * m + c]);
-      std::swap(b[row], b[column]);
-    }
-    T* pivotLine = a + column * m;
-    if (pivotLine[column] == 0) return;
-    const T inverse = T(1) / pivotLine[column];
-    pivotLine[column] = 1;
-    for (unsigned int c = 0; c < m; ++c) pivotLine[c] *= inverse;
-    b[column] *= inverse;
-    for (unsigned int r = 0; r < m; ++r) {
-      if (r == column) continue;
-      // Zeroing the pivot column first turns it into the inverse's column
-      // as the row is reduced.
-      const T factor = a[r * m + column];
-      a[r * m + column] = 0;
-      for (unsigned int c = 0; c < m; ++c) a[r * m + c] -= pivotLine[c] * factor;
-      b[r] -= b[column] * factor;
-    }
-  }
-}
+namespace {
 
 // Sums the weighted normal equations point by point: for every point the
 // powers p, w = 1/(sigma·sigma), and for each column j with f = w·p[j] the
@@ -190,7 +143,7 @@ void KoPolynomFit<T>::compute() {
   m_normalMatrix = KoArray2D<T>(m, m);
   KbArray<T> rhs(m);
   accumulateNormalEquations(rhs);
-  SolveGaussJordan(m_normalMatrix.GetData(), rhs.GetData(), m);
+  KoSolveGaussJordan(m_normalMatrix.GetData(), rhs.GetData(), m);
   std::copy_n(rhs.GetData(), m, m_coefficients->GetData());
   m_chiSquare = chiSquare();
 }

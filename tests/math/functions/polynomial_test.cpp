@@ -38,10 +38,9 @@ TEST(PolynomialBaseTest, MonomialOrderInOneAndThreeVariables) {
   // Independent order: by total degree, then lexicographic in (e0, e1).
   for (unsigned int degree : {0u, 2u, 5u, 9u}) {
     std::vector<std::vector<unsigned int>> expected;
-    for (unsigned int t = 0; t <= degree; ++t) {
+    for (unsigned int t = 0; t <= degree; ++t)
       for (unsigned int e0 = 0; e0 <= t; ++e0)
         for (unsigned int e1 = 0; e0 + e1 <= t; ++e1) expected.push_back({e0, e1, t - e0 - e1});
-    }
     EXPECT_EQ(Enumerate<KbVector3d>(degree), expected) << degree;
     Polynomial<KbVector3d> polynomial;
     polynomial.SetDegree(degree);

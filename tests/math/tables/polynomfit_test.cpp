@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <random>
 #include <vector>
 
 #include "base/KbException.h"
+#include "math/tables/KoGaussJordan.h"
 #include "math/tables/KoPolynomFit.h"
 
 namespace {
@@ -54,6 +57,15 @@ TEST(PolynomFitTest, PreconditionsNeedOneSigmaPerPointAndMorePointsThanTheDegree
 // the highest power's column) reduces the rest to zeros and the elimination
 // stops there. Sixteen points and powers of two keep every step exact;
 // degree 9 takes the path for sizes known only at run time.
+// The solver alone, with a row swap for the pivot 2 at (2, 1): solution and inverse exact.
+TEST(PolynomFitTest, GaussJordanSwapsRowsAndReturnsTheInverse) {
+  float a[] = {4, 0, 0, 0, 0, 1, 0, 2, 0}, b[] = {4, 3, 4};
+  KoSolveGaussJordan(a, b, 3);
+  EXPECT_TRUE(std::ranges::equal(b, std::array{1.0f, 2.0f, 3.0f}));
+  EXPECT_TRUE(
+      std::ranges::equal(a, std::array{0.25f, 0.0f, 0.0f, 0.0f, 0.0f, 0.5f, 0.0f, 1.0f, 0.0f}));
+}
+
 TEST(PolynomFitTest, SingularNormalMatrixStopsAtTheZeroPivotWithoutThrowing) {
   Points points(16);
   KbArray<float> sigmas(16);
