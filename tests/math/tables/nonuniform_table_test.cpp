@@ -25,15 +25,15 @@ TYPED_TEST(NonUniformTableTest, LinearExtrapolatesBothWaysNoneNeverReturnsTheLas
   using T = TypeParam;
   NonUniform<T> table;            // no reserved slots: the appends grow it
   EXPECT_EQ(table.GetMaxX(), 1);  // on [0, 1] until the first append
-  table.AppendSorted(0, 0);
+  table.AppendSorted(-1, -10);
   EXPECT_EQ(table.GetTable().GetCapacity(), 1u);  // one slot, then doubling
   table.AppendSorted(1, 10);
   table.AppendSorted(3, 30);
   EXPECT_EQ(table.GetTable().GetCapacity(), 4u);
   ExpectValues<T>(table, {{2, 20}, {-1, -10}, {5, 50}});
-  EXPECT_TRUE(table.GetMinX() == 0 && table.GetMaxX() == 3);
+  EXPECT_TRUE(table.GetMinX() == -1 && table.GetMaxX() == 3);
   table.SetInterpolationType(table.eNone);
-  ExpectValues<T>(table, {{0.5, 0}, {3, 10}, {100, 10}});
+  ExpectValues<T>(table, {{0.5, -10}, {3, 10}, {100, 10}});
   table.AppendSorted(3, 31);  // an equal abscissa replaces the last sample
   table.SetInterpolationType(table.eLinear);
   EXPECT_EQ(table(5), T(52));  // slope (31 − 10) / 2
