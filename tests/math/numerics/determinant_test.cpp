@@ -228,11 +228,10 @@ TEST(KoMpMatrixToDeterminantExactSign, StagesRangesMagnitudeBoundsAndWidths) {
   EXPECT_EQ(ExpectExactSign(swapped, swapped, 2).stage, eIntervalFilter);
   trace = ExpectExactSign(diagonal({2, 15, 8, 16, 0}), diagonal({2, 15, 8, 16, 0}), 5);
   EXPECT_TRUE(trace.stage == eZeroRow && trace.magnitudeBits == 15 - 1074);
-  // Fourteen rows over the whole double range need more than the 448 primes.
   std::vector<double> wide = diagonal(std::vector<double>(16, DBL_MAX));
   for (std::size_t i = 2; i < 16; ++i) wide[i * 16] = 0x1p-1074;
   wide[0] = c_big + 1, wide[1] = wide[16] = c_big, wide[17] = c_big - 1;  // det -1 DBL_MAX^14
-  EXPECT_EQ(ExpectExactSign(wide, wide, 16).stage, eElimination);
+  EXPECT_EQ(ExpectExactSign(wide, wide, 16).stage, eElimination);         // beyond the 448 primes
   // The width, then each row's s: +-DBL_MAX (no filter bound) and 2^(1023 - s).
   const std::vector<int> widths[] = {{5, 9, 9, 9, 9, 9},       {6, 10, 9, 9, 9, 9},
                                      {6, 10, 9, 9, 9, 9, 9},   {5, 10, 11, 10, 9, 0},

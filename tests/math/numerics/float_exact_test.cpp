@@ -41,8 +41,8 @@ TEST(KoFloatExact, CanonicalFormsOfOneZeroPowersTwoPartSumsAndCancellation) {
   EXPECT_EQ(approximation, std::numeric_limits<double>::infinity());
   const double below = (Pow2(-600) * -Pow2(-600)).GetApproximation();
   EXPECT_TRUE(below == 0.0 && std::signbit(below));
-  // Field 0 is in range: the fraction of 0.75 * 2^-1022 is kept, 0x1p-1023 without its hidden bit.
-  EXPECT_EQ((KoFloatExact(0.75) * KoFloatExact(0x1p-1022)).GetApproximation(), 0x1p-1023);
+  EXPECT_EQ((KoFloatExact(0.75) * KoFloatExact(0x1p-1022)).GetApproximation(),
+            0x1p-1023);  // field 0: the fraction kept
 
   // 2^53 + 1: the 1 sits exactly half an ulp below 2^53 and stays apart.
   const KoFloatExact twoParts = Pow2(53) + KoFloatExact(1.0);

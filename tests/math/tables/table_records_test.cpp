@@ -34,6 +34,8 @@ TEST(NonUniformRecordTest, ExactBytesOlderLayoutAndFieldsOutsideTheRecordKept) {
   KbStreamWriteASCIIStringT<wchar_t> text;  // the used samples, one per line
   read.Dump(text);
   EXPECT_EQ(text.GetString(), L"0, 1\n2, 5\n");
+  ko_test::Read(read, NonUniformRecord(7, 8, true)), read.AppendSorted(3, 9);  // 7 of 3 slots
+  EXPECT_EQ(read.GetTable().GetSize(), 4u);  // the missing samples are dropped, not written past
 }
 
 // Element size 0 with a huge count (two changed fields, beyond a one-byte

@@ -97,27 +97,26 @@ TYPED_TEST(UniformTableTest, EmptyAndReversedTablesAndNaNArgumentsStayInsideTheS
   EXPECT_EQ(reversed(T(1e30)), 2);  // an index beyond 2^63
 }
 
-// x³ on a dyadic grid: every difference is exact, so the branches of the
-// kernels and their single division by h show as exact values.
+// x³ on a dyadic grid from MinX = 2: exact differences show each kernel's branch exactly.
 TYPED_TEST(UniformTableTest, DerivativeTablesOfACubicAreItsExactFiniteDifferences) {
   using T = TypeParam;
   const T h = T(0.125);
-  Uniform<T> cube(17, 0, 2);
+  Uniform<T> cube(17, 2, 4);
   cube.SetInterpolationType(cube.eLinear);
-  for (unsigned int i = 0; i < 17; ++i) cube[i] = (T(i) * h) * (T(i) * h) * (T(i) * h);
+  for (unsigned int i = 0; i < 17; ++i) cube[i] = (2 + T(i) * h) * (2 + T(i) * h) * (2 + T(i) * h);
   const auto first = cube.GetDerivativeFunction();
   const auto second = cube.GetSecondDerivativeFunction();
   EXPECT_EQ(first->GetInterpolationType(), cube.eNone);
-  EXPECT_EQ((*first)[0], h * h);                    // forward at MinX
-  EXPECT_EQ((*first)[16], 12 - 3 * 2 * h + h * h);  // backward at MaxX
-  EXPECT_EQ((*second)[0], 6 * h * h);               // anchored at MinX
-  EXPECT_EQ((*second)[16], 6 * (2 - h) * h);        // anchored at MaxX
+  EXPECT_EQ((*first)[0], 12 + 6 * h + h * h);       // forward at MinX
+  EXPECT_EQ((*first)[16], 48 - 3 * 4 * h + h * h);  // backward at MaxX
+  EXPECT_EQ((*second)[0], 6 * (2 + h) * h);         // anchored at MinX
+  EXPECT_EQ((*second)[16], 6 * (4 - h) * h);        // anchored at MaxX
   for (unsigned int i = 1; i < 16; ++i) {
-    const T x = T(i) * h;
+    const T x = 2 + T(i) * h;
     EXPECT_EQ((*first)[i], 3 * x * x + h * h) << i;  // central
     EXPECT_EQ((*second)[i], 6 * x * h) << i;         // 6x·h², divided by h once
   }
-  EXPECT_EQ(cube.GetSecondDerivative(h / 2), cube.GetSecondDerivative(0));
+  EXPECT_EQ(cube.GetSecondDerivative(2 + h / 2), cube.GetSecondDerivative(2));
 }
 
 TYPED_TEST(UniformTableTest, RecordBytesOlderArrayLayoutAndDumpWithAStepThatDisagrees) {
