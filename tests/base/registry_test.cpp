@@ -71,9 +71,7 @@ TEST(RegistryTest, RecordsAreFoundByNameAndWalkTheirParents) {
     circles += record == &TestCircle::RTTI;
     algorithms += record == &KoAlgorithm::RTTI;
   }
-  EXPECT_EQ(shapes, 1);
-  EXPECT_EQ(circles, 1);
-  EXPECT_EQ(algorithms, 1);
+  EXPECT_TRUE(shapes == 1 && circles == 1 && algorithms == 1);
   // A record that is not the newest leaves the list too.
   auto older = std::make_unique<KbRTTI>(L"TestOlder", nullptr);
   const KbRTTI newer(L"TestNewer", nullptr);

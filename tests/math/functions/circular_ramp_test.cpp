@@ -93,8 +93,7 @@ TYPED_TEST(CircularRampTest, ContinuousMonotoneAndBoundedOverManyMagnitudes) {
 TYPED_TEST(CircularRampTest, CornerGeometryDegenerateRampsAndTheDomainFromZero) {
   using T = TypeParam;
   const KoFunctionRampCircular<T> ramp;
-  EXPECT_EQ(ramp(-1), T(0));
-  EXPECT_EQ(ramp(2), T(1));
+  EXPECT_TRUE(ramp(-1) == T(0) && ramp(2) == T(1));
   // Equal corners: the tangent line runs through the centre of the rise.
   EXPECT_NEAR(ramp(T(0.5)), 0.5, 8 * c_eps<T>);
   // The radius is a quarter of 1: near the start the curve is the circle
@@ -118,14 +117,12 @@ TYPED_TEST(CircularRampTest, CornerGeometryDegenerateRampsAndTheDomainFromZero) 
   const KoFunctionRampCircular<T> level(3, 3, 2, 1, 1, 1);
   for (T x : {T(0), T(1), T(1.5), std::nextafter(T(3), T(0)), T(3), T(4)}) EXPECT_EQ(level(x), 3);
   const KoFunctionRampCircular<T> step(0, 1, 0, 2, 1, 1);
-  EXPECT_EQ(step(std::nextafter(T(2), T(0))), T(0));
-  EXPECT_EQ(step(2), T(1));
+  EXPECT_TRUE(step(std::nextafter(T(2), T(0))) == T(0) && step(2) == T(1));
   const KoFunctionRampCircular<T> backwards(0, 1, -1, 2, 1, 1);
   EXPECT_EQ(backwards.GetCurve().GetPieces().GetSize(), 1u);
   // The curve's domain starts at 0, so before it the curve's invalid 0 shows.
   const KoFunctionRampCircular<T> early(5, 6, 2, -1, 1, 1);
-  EXPECT_EQ(early(T(-0.5)), T(0));
-  EXPECT_EQ(early(-2), T(5));
+  EXPECT_TRUE(early(T(-0.5)) == T(0) && early(-2) == T(5));
   EXPECT_EQ(KoFunctionRampCircular<T>(5, 6, 1, -3, 1, 1)(-2), T(0));  // even at the end itself
   // Extreme but finite parameters never produce NaN.
   const T big = std::numeric_limits<T>::max() / 8, tiny = std::numeric_limits<T>::min() * 8;

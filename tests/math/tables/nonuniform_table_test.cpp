@@ -23,8 +23,8 @@ TYPED_TEST_SUITE(NonUniformTableTest, Scalars);
 
 TYPED_TEST(NonUniformTableTest, LinearExtrapolatesBothWaysNoneNeverReturnsTheLastSample) {
   using T = TypeParam;
-  NonUniform<T> table;            // no reserved slots: the appends grow it
-  EXPECT_EQ(table.GetMaxX(), 1);  // on [0, 1] until the first append
+  NonUniform<T> table;  // no reserved slots: the appends grow it
+  EXPECT_TRUE(table.GetMinX() == 0 && table.GetMaxX() == 1);  // until the first append
   table.AppendSorted(-1, -10);
   EXPECT_EQ(table.GetTable().GetCapacity(), 1u);  // one slot, then doubling
   table.AppendSorted(1, 10);
@@ -99,6 +99,11 @@ TYPED_TEST(NonUniformTableTest, BisectionMatchesUpperBoundOnRandomTables) {
       EXPECT_EQ(sorted(x), T(above == 0 ? 0 : above - 1)) << n << " " << x;
     }
   }
+  // An exact hit ends the search: the smaller abscissae after it are never probed.
+  NonUniform<T> unsorted(6);
+  unsorted.SetInterpolationType(static_cast<typename NonUniform<T>::EInterpolationType>(7));
+  for (T x : {T(0), T(1), T(2), T(3), T(1.5), T(1.75)}) unsorted.AppendSorted(x, x);
+  EXPECT_EQ(unsorted(3), 3);
 }
 
 // The vector table scales its differences by a reciprocal formed once: with

@@ -55,8 +55,9 @@ TEST(PolynomFitTest, PreconditionsNeedOneSigmaPerPointAndMorePointsThanTheDegree
 
 // Same x = 2 everywhere: the first pivot (ties go to the later candidate, so
 // the highest power's column) reduces the rest to zeros and the elimination
-// stops there. Sixteen points and powers of two keep every step exact;
-// degree 9 takes the path for sizes known only at run time.
+// stops there, at the weighted mean of y. Weights 1/4, 1 and 4 summing to 16
+// keep every step exact; degree 9 takes the path for sizes known only at run
+// time.
 // The solver alone, with a row swap for the pivot 2 at (2, 1): solution and inverse exact.
 TEST(PolynomFitTest, GaussJordanSwapsRowsAndReturnsTheInverse) {
   float a[] = {4, 0, 0, 0, 0, 1, 0, 2, 0}, b[] = {4, 3, 4};
@@ -69,15 +70,16 @@ TEST(PolynomFitTest, GaussJordanSwapsRowsAndReturnsTheInverse) {
 TEST(PolynomFitTest, SingularNormalMatrixStopsAtTheZeroPivotWithoutThrowing) {
   Points points(16);
   KbArray<float> sigmas(16);
-  for (unsigned int i = 0; i < 16; ++i) points[i] = {2, float(i + 1)}, sigmas[i] = 1;
+  for (unsigned int i = 0; i < 16; ++i)
+    points[i] = {2, float(i + 1)}, sigmas[i] = i < 4 ? 2 : i < 15 ? 1 : 0.5f;
   for (unsigned int degree : {2u, 9u}) {
     KbArray<float> coefficients, expected(degree + 1);
-    expected[degree] = std::ldexp(8.5f, -int(degree));  // the mean over 2^degree
+    expected[degree] = std::ldexp(353 / 32.0f, -int(degree));  // the mean over 2^degree
     Fit fit;
     fit.SetInput(points, sigmas, degree, coefficients);
     ASSERT_TRUE(fit.Compute(Fit::eComputeDefault));
     EXPECT_EQ(coefficients, expected) << degree;
-    EXPECT_EQ(fit.GetOutput(), 340) << degree;
+    EXPECT_EQ(fit.GetOutput(), 18847 / 64.0f) << degree;
   }
 }
 

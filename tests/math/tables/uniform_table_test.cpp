@@ -52,8 +52,7 @@ TYPED_TEST(UniformTableTest, SetAndAddSpreadOrRoundAndDropValuesBeyondTheGrid) {
   table.SetInterpolationType(table.eLinear);
   const T f = (T(-0.7) + 1) / T(0.25) - 1;  // 0.2 up to rounding
   table.Set(T(-0.7), 10);
-  EXPECT_EQ(table[1], (1 - f) * 10);
-  EXPECT_EQ(table[2], f * 10);
+  EXPECT_TRUE(table[1] == (1 - f) * 10 && table[2] == f * 10);
   table.Add(T(-0.7), 10);
   table.Set(T(1e30), 99);  // far beyond the grid: dropped
   EXPECT_EQ(table[1], (1 - f) * 10 + (1 - f) * 10);
@@ -68,8 +67,7 @@ TYPED_TEST(UniformTableTest, SetAndAddSpreadOrRoundAndDropValuesBeyondTheGrid) {
   table.Add(T(-0.7), 5);
   table.Add(0, 7);
   table.Add(1, 7);  // beyond the grid
-  EXPECT_EQ(table[1], 15);
-  EXPECT_EQ(table[4], 7);
+  EXPECT_TRUE(table[1] == 15 && table[4] == 7);
 }
 
 // None of these may read outside the samples.
