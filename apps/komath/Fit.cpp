@@ -115,18 +115,13 @@ void RunFit(const FitOptions& options) {
     head.Add({"rms residual", Format(rms)});
     out.Write(head.Render(""));
     out.Write("residuals\n");
-    TextTable rows;
+    StreamedTable rows("  ");
     rows.Add({"x", "y", "fitted", "residual"});
-    // Rendered a block of rows at a time: the columns align within a block.
-    constexpr std::size_t c_block = 4096;
     for (std::size_t i = 0; i < n; ++i) {
       const double value = Fitted(fit, x[i]);
       rows.Add({Format(x[i]), Format(y[i]), Format(value), Format(y[i] - value)});
-      if ((i + 1) % c_block == 0 || i + 1 == n) {
-        out.Write(rows.Render("  "));
-        rows = TextTable();
-      }
     }
+    rows.Finish();
   }
 }
 

@@ -83,18 +83,13 @@ void RunSmooth(const SmoothOptions& options) {
     }
     out.Write("\n  ]\n}\n");
   } else {
-    // A block of rows at a time: the columns align within a block.
-    constexpr std::size_t c_block = 4096;
-    TextTable table;
+    StreamedTable table("");
     for (std::size_t i = 0; i < n; ++i) {
       std::vector<std::string> row{Format(x[i])};
       for (std::size_t c = 0; c < components; ++c) row.push_back(Format(y[i * components + c]));
       table.Add(std::move(row));
-      if ((i + 1) % c_block == 0 || i + 1 == n) {
-        out.Write(table.Render(""));
-        table = TextTable();
-      }
     }
+    table.Finish();
   }
 }
 

@@ -30,6 +30,16 @@ void StreamWriter::ArrayMember(const std::string& key, std::span<const double> v
   Write(last ? "\n" : ",\n");
 }
 
+void StreamedTable::Add(std::vector<std::string> row) {
+  m_block.Add(std::move(row));
+  if (++m_count % c_rows == 0) Finish();
+}
+
+void StreamedTable::Finish() {
+  m_out.Write(m_block.Render(m_indent));
+  m_block = TextTable();
+}
+
 void Column::PushBack(double value) {
   if (m_chunks.empty() || m_chunks.back().size() == c_chunk) {
     m_chunks.emplace_back();

@@ -12,6 +12,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Output.h"
+
 namespace komath {
 
 class StreamWriter {
@@ -23,6 +25,23 @@ class StreamWriter {
   // streamed one element per line.
   void Member(const std::string& key, const nlohmann::json& value, bool last = false);
   void ArrayMember(const std::string& key, std::span<const double> values, bool last = false);
+};
+
+// A TextTable written to standard output c_rows rows at a time: the columns
+// align within a block, and a table as long as the input is never held
+// whole. Finish writes the last, partial block.
+class StreamedTable {
+ public:
+  static constexpr std::size_t c_rows = 4096;
+  explicit StreamedTable(std::string indent) : m_indent(std::move(indent)) {}
+  void Add(std::vector<std::string> row);
+  void Finish();
+
+ private:
+  StreamWriter m_out;
+  std::string m_indent;
+  TextTable m_block;
+  std::size_t m_count = 0;
 };
 
 // A column of numbers read from a file of unknown length: it grows in

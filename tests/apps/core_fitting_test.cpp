@@ -111,10 +111,10 @@ TEST(SmoothTest, LinesStayLinesAtLargeOffsets) {
   }
   komath::Smooth(x, y, 1, 2.0, std::nullopt, y);
   EXPECT_EQ(y, out);
-  // Values far beyond float's range are scaled into it first.
+  // Positions and values far beyond float's range are scaled into it first.
   std::vector<double> huge(n), scaled(n);
   for (std::size_t i = 0; i < n; ++i) huge[i] = 1e300 * 0.5 * double(i);
-  komath::Smooth(x, huge, 1, 2.0, std::nullopt, scaled);
+  komath::Smooth(huge, huge, 1, 4e300, std::nullopt, scaled);
   for (std::size_t i = 10; i + 10 < n; ++i) EXPECT_NEAR(scaled[i], huge[i], 1e300 * 1e-6 * 50) << i;
   // Constant values stay exact (of spread exactly 0 too); zero half-width gives zeros.
   std::vector<double> triple(3 * n, 1.0), smoothed(3 * n);

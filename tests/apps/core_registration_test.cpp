@@ -155,10 +155,8 @@ TEST(AlignTest, ResidualsOfATranslationAreExact) {
   target[0] = 4;
   const komath::AlignResult r = komath::Align(target, source, 3, {.translationOnly = true});
   EXPECT_EQ(r.translation, (std::vector<double>{1, 0, 0}));
-  EXPECT_EQ(r.rmsBefore, 2);
-  EXPECT_EQ(r.maxBefore, 4);
-  EXPECT_EQ(r.rmsAfter, std::sqrt(3.0));
-  EXPECT_EQ(r.maxAfter, 3);
+  EXPECT_TRUE(r.rmsBefore == 2 && r.maxBefore == 4);
+  EXPECT_TRUE(r.rmsAfter == std::sqrt(3.0) && r.maxAfter == 3);
 }
 
 // Bad input is an InputError, a failed or non-finite computation a

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
@@ -298,6 +299,12 @@ TEST_F(KomathTest, SmoothPrintsExactNumbersAsJsonAndTable) {
                             "values": [1, 1.0625, 1.5, 1.9375, 2]})"));
   EXPECT_EQ(Run("smooth -w 1 -", step).out,
             "-2       1\n-1  1.0625\n0      1.5\n1   1.9375\n2        2\n");
+  // Tables align 4096 rows at a time: only the 4097th row's wider position pads itself.
+  std::string rows;
+  for (int i = 0; i < 4096; ++i) rows += std::to_string(i) + " 0\n";
+  const std::string out = Run("smooth -w 0 -", rows + "99999 0\n").out;
+  EXPECT_TRUE(out.starts_with("0     0\n") && out.ends_with("\n4095  0\n99999  0\n"));
+  EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 4097);
 }
 
 TEST_F(KomathTest, LargeFilesStreamAcrossBlocksWithExactLineNumbers) {
