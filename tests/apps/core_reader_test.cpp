@@ -59,10 +59,11 @@ TEST(NumberReaderTest, ByteOrderMarkIsSkippedAtTheStartOnly) {
             "text:1: field 1 '" + std::string(40, '7') + "...' is not a number");
 }
 
-// Hexadecimal floats, a line longer than the first block of 1 MiB, and one
-// longer than any line of numbers.
-TEST(NumberReaderTest, HexadecimalFieldsAndLongLines) {
-  EXPECT_EQ(Lines("0x1 -0XA 0x1.8p+1\n"), (Rows{{1, -10, 3}}));
+// Signed and hexadecimal fields (one sign only), a line longer than the first
+// block of 1 MiB, and one longer than any line of numbers.
+TEST(NumberReaderTest, SignedHexadecimalFieldsAndLongLines) {
+  EXPECT_EQ(Lines("0x1 -0XA +0x1.8p+1 +2\n"), (Rows{{1, -10, 3, 2}}));
+  EXPECT_EQ(Error("1 --2\n"), "text:1: field 2 '--2' is not a number");
   EXPECT_EQ(Lines(std::string(1 << 21, ' ') + "2\n3"), (Rows{{2}, {3}}));
   EXPECT_EQ(Error(std::string((64 << 20) + 1, ' ')), "text:1: line longer than 64 MiB");
 }
