@@ -225,6 +225,8 @@ TEST(KoMpMatrixToDeterminantExactSign, StagesRangesMagnitudeBoundsAndWidths) {
   EXPECT_EQ(ExpectExactSign(block, block, 5).magnitudeBits, -43);
   const std::vector<double> swapped = {0, 1, 1, 0};  // decided after a row swap
   EXPECT_EQ(ExpectExactSign(swapped, swapped, 2).stage, eIntervalFilter);
+  const std::vector<double> column = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0};
+  EXPECT_EQ(ExpectExactSign(column, column, 4).stage, eCofactorFilter);  // permanent 0
   trace = ExpectExactSign(diagonal({2, 15, 8, 16, 0}), diagonal({2, 15, 8, 16, 0}), 5);
   EXPECT_TRUE(trace.stage == eZeroRow && trace.magnitudeBits == 15 - 1074);
   std::vector<double> wide = diagonal(std::vector<double>(16, DBL_MAX));
