@@ -50,8 +50,7 @@ TEST(PolynomialBaseTest, MonomialOrderInOneAndThreeVariables) {
 
 TEST(PolynomialBaseTest, DefaultMovesAndSetDegreeAlwaysClearing) {
   Polynomial<KbVector3f> space;
-  EXPECT_EQ(space.GetDegree(), 0u);
-  EXPECT_EQ(space.GetCoefficientCount(), 1u);
+  EXPECT_TRUE(space.GetDegree() == 0u && space.GetCoefficientCount() == 1u);
   space.SetDegree(2);
   space.SetCoefficient(9, 4.f);
   // A move copies: the source keeps its degree together with its coefficients.
