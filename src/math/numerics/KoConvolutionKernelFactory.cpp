@@ -224,9 +224,8 @@ void KoConvolutionKernelFactory::CreateNeighbourhoodExistence(unsigned int radiu
 void KoConvolutionKernelFactory::CreateEllipse(float rx, float ry, KoArray2D<float>& kernel) {
   const std::uint64_t hx = HalfSide("CreateEllipse", "rx", rx);
   const std::uint64_t hy = HalfSide("CreateEllipse", "ry", ry);
-  const unsigned int width = Side("CreateEllipse", "rx", hx, 1);
-  const unsigned int height = Side("CreateEllipse", "ry", hy, 1);
-  Sides("CreateEllipse", "rx, ry", {hx, hy});
+  const std::vector<unsigned int> sides = Sides("CreateEllipse", "rx, ry", {hx, hy});
+  const unsigned int width = sides[0], height = sides[1];
   KoArray2D<float> shape(width, height);
   for (unsigned int y = 0; y < height; ++y) {
     for (unsigned int x = 0; x < width; ++x) {
@@ -243,10 +242,8 @@ void KoConvolutionKernelFactory::CreateEllipsoid(float rx, float ry, float rz,
   const std::uint64_t hx = HalfSide("CreateEllipsoid", "rx", rx);
   const std::uint64_t hy = HalfSide("CreateEllipsoid", "ry", ry);
   const std::uint64_t hz = HalfSide("CreateEllipsoid", "rz", rz);
-  const unsigned int width = Side("CreateEllipsoid", "rx", hx, 1);
-  const unsigned int height = Side("CreateEllipsoid", "ry", hy, 1);
-  const unsigned int depth = Side("CreateEllipsoid", "rz", hz, 1);
-  Sides("CreateEllipsoid", "rx, ry, rz", {hx, hy, hz});
+  const std::vector<unsigned int> sides = Sides("CreateEllipsoid", "rx, ry, rz", {hx, hy, hz});
+  const unsigned int width = sides[0], height = sides[1], depth = sides[2];
   KoArray3D<float> shape(width, height, depth);
   for (unsigned int z = 0; z < depth; ++z) {
     for (unsigned int y = 0; y < height; ++y) {

@@ -129,7 +129,7 @@ SIntegerEntry Decompose(double value) {
   const bool negative = (bits >> 63) != 0;
   if (value == 0.0) return {0, 0, negative};
   const auto biased = static_cast<std::int32_t>((bits >> 52) & 0x7FF);
-  const std::uint64_t fraction = bits & ((std::uint64_t{1} << 52) - 1);
+  const std::uint64_t fraction = bits << 12 >> 12;  // the low 52 bits
   return {fraction | (std::uint64_t{1} << 52), biased - 1075, negative};
 }
 

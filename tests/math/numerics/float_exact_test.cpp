@@ -132,11 +132,13 @@ TEST(KoFloatExact, ArrayRecordMarkerLayoutOlderLayoutAndMarkerAsCount) {
   EXPECT_EQ(read, numbers);
 }
 
-TEST(KoFloatExact, ArithmeticCheckPassesNearestEvenAndRejectsUpwardRounding) {
+TEST(KoFloatExact, ArithmeticCheckPassesNearestEvenAndRejectsDirectedRounding) {
   EXPECT_NO_THROW(KoFloatExact::CheckArithmetic());
   const int mode = std::fegetround();
-  std::fesetround(FE_UPWARD);
-  EXPECT_THROW(KoFloatExact::CheckArithmetic(), KbException);  // catches anything else too
+  for (int directed : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
+    std::fesetround(directed);
+    EXPECT_THROW(KoFloatExact::CheckArithmetic(), KbException) << directed;
+  }
   std::fesetround(mode);
 }
 
