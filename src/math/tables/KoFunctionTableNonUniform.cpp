@@ -89,7 +89,8 @@ unsigned int Bisect(const Sample* s, unsigned int n, In x) {
 template <std::size_t K, class Sample, class In>
 void BisectLanes(const Sample* s, unsigned int n, const In* x, unsigned int* lo) {
   unsigned int size[K];
-  for (std::size_t k = 0; k < K; ++k) lo[k] = 0, size[k] = n;
+  std::fill_n(lo, K, 0u);
+  std::fill_n(size, K, n);
   for (unsigned int longest = n; longest >= 2; longest -= longest / 2) {
     for (std::size_t k = 0; k < K; ++k) BisectStep(s, x[k], lo[k], size[k]);
   }
