@@ -167,13 +167,13 @@ bool Less(const Natural& a, const Natural& b) {
   return std::lexicographical_compare(a.rbegin(), a.rend(), b.rbegin(), b.rend());
 }
 
-// a - b for a >= b.
-Natural Minus(Natural a, const Natural& b) {
+// a - b for a >= b (b is padded with zero limbs to a's length).
+Natural Minus(Natural a, Natural b) {
+  b.resize(a.size());
   std::uint64_t borrow = 0;
   for (std::size_t i = 0; i < a.size(); ++i) {
-    const std::uint64_t subtrahend = i < b.size() ? b[i] : 0;
-    const std::uint64_t difference = a[i] - subtrahend - borrow;
-    borrow = (a[i] < subtrahend || (a[i] == subtrahend && borrow != 0)) ? 1 : 0;
+    const std::uint64_t difference = a[i] - b[i] - borrow;
+    borrow = (a[i] < b[i] || (a[i] == b[i] && borrow != 0)) ? 1 : 0;
     a[i] = difference;
   }
   while (!a.empty() && a.back() == 0) a.pop_back();
