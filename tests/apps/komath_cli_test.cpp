@@ -138,12 +138,16 @@ TEST_F(KomathTest, AlignSampleShowsItsKnownMotionAndDrawsWellFormedSvg) {
   const std::string svg = Read(m_dir / "picture.svg");
   EXPECT_TRUE(svg.starts_with("<?xml") && svg.ends_with("</svg>\n") &&
               svg.find(">before: ") < svg.find(">after: "));
-  // --planar keeps the third axis; a named scale brings a known 1.25 (noise: 1e-3).
+  // --planar keeps the third axis, as the known motion does; a named scale brings a known
+  // 1.25 (noise: 1e-3).
   const json planar = RunJson("align --planar --scale=ratio");
-  EXPECT_EQ(planar["rotation"][2], json({0.0, 0.0, 1.0}));
+  EXPECT_TRUE(planar["rotation"][2] == json({0.0, 0.0, 1.0}) &&
+              planar["known"]["rotation"][2] == planar["rotation"][2]);
   EXPECT_NEAR(planar["scale"].get<double>(), 1.25, sigma / 10);
   EXPECT_EQ(planar["flags"], json({"scale=ratio", "planar"}));
   EXPECT_NEAR(std::acos(planar["known"]["rotation"][0][0].get<double>()), 0.5, 1e-7);
+  EXPECT_EQ(RunJson("align --translation-only")["known"]["rotation"],
+            json::parse("[[1,0,0],[0,1,0],[0,0,1]]"));
   // The gpa sample's first copy is unmoved: the mean is the house itself.
   const double house[] = {0,   0, 0,   4,   0, 0,   4,   3,   0, 0,   3,   0,   0,   0,
                           2.5, 4, 0,   2.5, 4, 3,   2.5, 0,   3, 2.5, 0,   1.5, 4,   4,
