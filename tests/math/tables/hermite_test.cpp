@@ -74,6 +74,8 @@ TYPED_TEST(HermiteTest, RecordBytesCarryTheTermFlags) {
   // Overscale version, base version, P0, M0, P1, M1, the four int32 flags, S.
   const Bytes expected = Pack(1u, 1u, T(1.5), T(0), T(-2), T(0.25), 1, 0, 1, 1, T(3));
   EXPECT_EQ(Write(h), expected);
+  EXPECT_EQ(Write(KoInterpolationPolynomHermite<T>(1, 1, 1, 1)),
+            Pack(1u, T(1), T(1), T(1), T(1), 1, 1, 1, 1));
 }
 
 }  // namespace

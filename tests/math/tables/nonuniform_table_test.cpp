@@ -40,7 +40,7 @@ TYPED_TEST(NonUniformTableTest, LinearExtrapolatesBothWaysNoneNeverReturnsTheLas
   EXPECT_EQ(table.GetTable().GetSize(), 3u);
 }
 
-TYPED_TEST(NonUniformTableTest, StepChoiceAndForwardDerivativeTablesAfterTheSizedConstructor) {
+TYPED_TEST(NonUniformTableTest, StepChoiceAndDerivativeStencilsUpToTheEnds) {
   using T = TypeParam;
   // x² at 0, 1, 1.5, 3: all values below are exact; the second spacing is the smallest.
   NonUniform<T> square(4);
@@ -53,6 +53,13 @@ TYPED_TEST(NonUniformTableTest, StepChoiceAndForwardDerivativeTablesAfterTheSize
   const T expected[] = {1, T(2.5), T(4.5), T(4.5)};
   ASSERT_EQ(derivative->GetSampleCount(), 4u);
   for (unsigned int i = 0; i < 4; ++i) EXPECT_EQ(derivative->GetTable()[i].y, expected[i]) << i;
+  // x = 0.5 + ε/2, h = 0.5: x + h rounds onto the end, the stencil stays central (samples 0,
+  // ε, 1; anchored at the end it would read 1, 0, 0). The difference is divided by h once.
+  NonUniform<T> kink;
+  for (T x : {T(0), T(0.5), T(1)}) kink.AppendSorted(x, T(x == 1));
+  kink.SetH(T(0.5));
+  const T epsilon = std::numeric_limits<T>::epsilon();
+  EXPECT_EQ(kink.GetSecondDerivative(T(0.5) + epsilon / 2), (1 - 2 * epsilon) / T(0.5));
 }
 
 TYPED_TEST(NonUniformTableTest, DegenerateTablesNaNAndGrowthBeyondTheReservedSlots) {

@@ -55,8 +55,7 @@ TYPED_TEST(UniformTableTest, SetAndAddSpreadOrRoundAndDropValuesBeyondTheGrid) {
   EXPECT_TRUE(table[1] == (1 - f) * 10 && table[2] == f * 10);
   table.Add(T(-0.7), 10);
   table.Set(T(1e30), 99);  // far beyond the grid: dropped
-  EXPECT_EQ(table[1], (1 - f) * 10 + (1 - f) * 10);
-  EXPECT_EQ(table[2], f * 10 + f * 10);
+  EXPECT_TRUE(table[1] == (1 - f) * 10 + (1 - f) * 10 && table[2] == f * 10 + f * 10);
   table.Set(0, 99);  // the last grid point: dropped in this mode
   EXPECT_EQ(table[4], 0);
   table.Set(T(-0.125), 4);  // the last interval still has its upper neighbour
