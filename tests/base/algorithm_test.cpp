@@ -159,8 +159,7 @@ TEST_F(AlgorithmUnitTestFiles, WrittenFilesReplayRecreateAndReportCorruption) {
   EXPECT_TRUE(replay.Recreate(1));
   EXPECT_EQ(std::filesystem::file_size(path), size);
   EXPECT_EQ(replay.runUnitTest(1), KoUnitTest::ePassed);
-  EXPECT_FALSE(replay.CanRecreate(2));
-  EXPECT_FALSE(replay.Recreate(2));
+  EXPECT_FALSE(replay.CanRecreate(2) || replay.Recreate(2));
 
   // A truncated file is an error, not a failure.
   std::filesystem::resize_file(path, size - 3);

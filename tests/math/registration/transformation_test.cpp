@@ -148,8 +148,7 @@ TEST(TransformationTest, MatrixAssignmentDecomposesWithoutRepairs) {
   // The pivot starts over at the origin.
   t.SetRotationPivot(KbVector3f(1, 2, 3), false);
   t = KbMatrix4Rf(-3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
-  EXPECT_EQ(t.GetRotationPivot(), KbVector3f());
-  EXPECT_EQ(t.GetScaling(), KbVector3f(3, 0, 1));
+  EXPECT_TRUE(t.GetRotationPivot() == KbVector3f() && t.GetScaling() == KbVector3f(3, 0, 1));
   EXPECT_EQ(t.GetRotation()(0, 0), -1.0f);
   EXPECT_TRUE(std::isnan(t.GetRotation()(1, 1)));
   // The argument may be the object's own rotation: 30 times the rotation

@@ -22,8 +22,7 @@ TEST(TangentBasisTest, HandednessValidityAndEdgeCases) {
   const KoTangentBasis right(n, t, 1.0f);
   EXPECT_EQ(right.GetBitangent(), KbVector3f(0, -1, 0));
   EXPECT_EQ(KoTangentBasis(t, KbVector3f(0, 1, 1), 2.0f).GetBitangent(), KbVector3f(0, 2, -2));
-  EXPECT_EQ(right.GetDeterminant(), -1.0f);
-  EXPECT_FALSE(right.IsValid());
+  EXPECT_TRUE(right.GetDeterminant() == -1.0f && !right.IsValid());
   KoTangentBasis left(n, t, -1.0f);
   EXPECT_TRUE(left.GetDeterminant() == 1.0f && left.IsValid());
   EXPECT_FALSE(KoTangentBasis().IsValid());
@@ -37,8 +36,7 @@ TEST(TangentBasisTest, HandednessValidityAndEdgeCases) {
 
   KoTangentBasis parallel(KbVector3f(0, 0, 2), KbVector3f(0, 0, -5), KbVector3f(1, 1, 0));
   parallel.Orthonormalize();
-  EXPECT_EQ(parallel.GetNormal(), n);
-  EXPECT_EQ(parallel.GetTangent(), KbVector3f(0, 0, 0));
+  EXPECT_TRUE(parallel.GetNormal() == n && parallel.GetTangent() == KbVector3f(0, 0, 0));
 }
 
 TEST(TangentBasisTest, RandomFramesInvertOrthonormalizeAndRotate) {
