@@ -188,9 +188,9 @@ std::int64_t StripTwos(Natural& x) {
   const int bits = std::countr_zero(x[limbs]);
   x.erase(x.begin(), x.begin() + std::ptrdiff_t(limbs));
   if (bits != 0) {
-    for (std::size_t i = 0; i < x.size(); ++i) {
-      x[i] = (x[i] >> bits) | (i + 1 < x.size() ? x[i + 1] << (64 - bits) : 0);
-    }
+    for (std::size_t i = 0; i + 1 < x.size(); ++i)
+      x[i] = (x[i] >> bits) | (x[i + 1] << (64 - bits));
+    x.back() >>= bits;
   }
   return std::int64_t(limbs) * 64 + bits;
 }

@@ -66,6 +66,9 @@ TEST(NumberReaderTest, SignedHexadecimalFieldsAndLongLines) {
   EXPECT_EQ(Error("1 --2\n"), "text:1: field 2 '--2' is not a number");
   EXPECT_EQ(Lines(std::string(1 << 21, ' ') + "2\n3"), (Rows{{2}, {3}}));
   EXPECT_EQ(Error(std::string((64 << 20) + 1, ' ')), "text:1: line longer than 64 MiB");
+  std::string blankLines;  // 65 MiB in all: the buffer's space is reused line after line
+  for (int i = 0; i < 130; ++i) blankLines += std::string(1 << 19, ' ') + '\n';
+  EXPECT_EQ(Lines(blankLines).size(), 130u);
 }
 
 TEST(NumberReaderTest, CommentLinesAreSkippedAndBlankLinesKept) {
