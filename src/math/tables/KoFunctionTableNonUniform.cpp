@@ -130,7 +130,7 @@ void KoFunctionTableNonUniform<In, Out>::AppendSorted(In x, Out y) {
   if (m_table.GetSize() == 0) this->SetMinX(x);
   // A count beyond the slots (only a corrupt record has one) names samples
   // that do not exist and that evaluation never saw: they are dropped.
-  if (m_count > m_table.GetSize()) m_count = m_table.GetSize();
+  m_count = std::min(m_count, m_table.GetSize());
   if (m_count > 0 && x == m_table[m_count - 1].x) --m_count;
   if (m_count == m_table.GetSize()) {
     // Beyond the reserved slots the table grows by exactly one slot, so its
