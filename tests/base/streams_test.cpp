@@ -35,14 +35,10 @@ TEST(StreamsTest, ElementsAreWrittenLittleEndianWithFixedWidths) {
 
   KbStreamReadBinaryMemory in(out.GetBuffer());
   EXPECT_EQ(in.ReadAndCompareVersion(3), 3u);
-  EXPECT_TRUE(in.ReadBool());
-  EXPECT_FALSE(in.ReadBool());
-  EXPECT_EQ(in.ReadInt32(), -2);
-  EXPECT_EQ(in.ReadUInt32(), 0x01020304u);
-  EXPECT_EQ(in.ReadInt64(), -1);
-  EXPECT_EQ(in.ReadUInt64(), 0x0102030405060708u);
-  EXPECT_EQ(in.ReadFloat(), 2.5f);
-  EXPECT_EQ(in.ReadDouble(), -0.5);
+  EXPECT_TRUE(in.ReadBool() && !in.ReadBool());  // read in order: && evaluates left first
+  EXPECT_TRUE(in.ReadInt32() == -2 && in.ReadUInt32() == 0x01020304u);
+  EXPECT_TRUE(in.ReadInt64() == -1 && in.ReadUInt64() == 0x0102030405060708u);
+  EXPECT_TRUE(in.ReadFloat() == 2.5f && in.ReadDouble() == -0.5);
   EXPECT_EQ(in.GetRemainingBytes(), 0u);
 }
 

@@ -67,14 +67,14 @@ TEST(IntervalAndStepTests, MappingClampedEndsSmoothStepsExactValuesAndNaN) {
   EXPECT_EQ(MapInterval(0.1, 0.0, 1.0, 0.0, 3.0), 0.1 * 3.0);         // stays in double
   EXPECT_EQ(MapIntervalClamped(-1, 0, 1, 5, 10), 0.0f);               // 0, not 5
   EXPECT_EQ(MapIntervalClamped(2, 0, 1, 5, 10), 10.0f);
-  EXPECT_EQ(MapIntervalClamped(0.5f, 0, 1, 5, 10), 7.5f);
+  EXPECT_EQ(MapIntervalClamped(0.0625f, 0, 1, 5, 10), 5.3125f);
   EXPECT_EQ(MapIntervalClamped(1, 0, 1, 0.3f, 0.1f), (0.1f - 0.3f) + 0.3f);  // t = 1: the formula
   EXPECT_TRUE(std::isnan(MapIntervalClamped(kNaN, 0, 1, 5, 10)));
 
   EXPECT_TRUE(SmoothStep(0, 1, 0) == 0.0f && SmoothStep(0, 1, 1) == 1.0f);
-  EXPECT_EQ(SmoothStep(3, 3, 3), 0.0f);  // equal edges: the lower test wins
-  EXPECT_TRUE(SmoothStep(0, 1, 0.5f) == 0.5f && SmoothStep(0, 1, 0.25f) == 0.15625f);
-  EXPECT_TRUE(SmootherStep(0, 1, 0.5f) == 0.5f && SmootherStep(0, 1, 0.25f) == 0.103515625f);
+  EXPECT_TRUE(SmoothStep(3, 3, 3) == 0.0f && SmootherStep(3, 3, 3) == 0.0f);  // the lower test wins
+  EXPECT_TRUE(SmoothStep(0, 1, 0.5f) == 0.5f && SmoothStep(2, 6, 3) == 0.15625f);  // t = 1/4
+  EXPECT_TRUE(SmootherStep(0, 1, 0.5f) == 0.5f && SmootherStep(2, 6, 3) == 0.103515625f);
   EXPECT_TRUE(std::isnan(SmoothStep(0, 1, kNaN)));
   EXPECT_TRUE(std::isnan(SmootherStep(0, 1, kNaN)));
   EXPECT_EQ(SmoothStep(0, INFINITY, INFINITY), 1.0f);  // the test, not inf / inf
