@@ -29,8 +29,8 @@ struct Factors {
   Eigen::VectorXd w;
 };
 
-Factors Decompose(const KoArray2D<double>& a, bool sort) {
-  Svd svd;
+// `svd` may have decomposed other shapes before: its factors are resized.
+Factors Decompose(Svd& svd, const KoArray2D<double>& a, bool sort) {
   svd.GetFlags().Set(Svd::eSortDecreasing, sort);
   svd.SetInput(a);
   EXPECT_TRUE(svd.Compute(KoAlgorithm::eComputeDefault));
@@ -38,6 +38,10 @@ Factors Decompose(const KoArray2D<double>& a, bool sort) {
   KbArray<double> w(9);
   svd.GetU(u), svd.GetW(w), svd.GetV(v);
   return {ToEigen(u), ToEigen(v), Eigen::Map<Eigen::VectorXd>(w.GetData(), w.GetSize())};
+}
+Factors Decompose(const KoArray2D<double>& a, bool sort) {
+  Svd svd;
+  return Decompose(svd, a, sort);
 }
 
 // The selection sort written out on unsorted factors: strict greater-than,
@@ -58,7 +62,8 @@ Factors SortedByHand(Factors f) {
 TEST(SvdTest, ReconstructsEveryKindOfInputWithOrthogonalFactors) {
   std::mt19937 random(11);
   std::uniform_real_distribution<double> value(-1.0, 1.0);
-  for (const auto& [m, n] : {std::pair{1, 1}, {2, 2}, {3, 3}, {4, 3}, {6, 4}, {5, 1}, {8, 8}}) {
+  Svd reused;  // 4 x 3 before 3 x 3: the 3 x 3 factors replace taller ones
+  for (const auto& [m, n] : {std::pair{1, 1}, {2, 2}, {4, 3}, {3, 3}, {6, 4}, {5, 1}, {8, 8}}) {
     const Eigen::MatrixXd dense = Eigen::MatrixXd::NullaryExpr(m, n, [&] { return value(random); });
     Eigen::MatrixXd lowRank = dense;  // the last column depends on the others
     lowRank.col(n - 1) =
@@ -75,7 +80,8 @@ TEST(SvdTest, ReconstructsEveryKindOfInputWithOrthogonalFactors) {
       const Eigen::VectorXd reference = Eigen::JacobiSVD<Eigen::MatrixXd>(a).singularValues();
       for (bool sort : {false, true}) {
         SCOPED_TRACE(testing::Message() << m << "x" << n << " sort " << sort << "\n" << a);
-        const Factors f = Decompose(FromEigen(a), sort);
+        const KoArray2D<double> input = FromEigen(a);
+        const Factors f = Decompose(reused, input, sort);
         ASSERT_TRUE(f.u.rows() == m && f.u.cols() == n && f.v.rows() == n && f.w.size() == n);
         EXPECT_LE((f.u * f.w.asDiagonal() * f.v.transpose() - a).norm(), tolerance * scale);
         EXPECT_LE((f.u.transpose() * f.u - Eigen::MatrixXd::Identity(n, n)).norm(), tolerance);
