@@ -181,11 +181,12 @@ TEST_F(KomathTest, PicturesRenderInARealRenderer) {
   }
   Write("tiny.txt", "0 0\n0.08 0\n0 0.08\n");  // a round length below 1: 2 hundredths
   ASSERT_EQ(Run("align tiny.txt tiny.txt --svg tiny.svg").status, 0);
-  EXPECT_NE(Read(m_dir / "tiny.svg").find("text-anchor=\"end\">0.02</text>"), std::string::npos);
-  EXPECT_NE(align.find(">before: (x, y)</text>"), std::string::npos);
-  EXPECT_NE(align.find(">after: (x, y)</text>"), std::string::npos);
   ASSERT_EQ(Run("gpa shapes.txt --svg gpa.svg").status, 0);
   ASSERT_EQ(Run("gpa --svg gpa3.svg").status, 0);  // the 3-D sample: 4 shapes of 14
+  // Byte for byte the pictures as last reviewed by eye (made by these same commands).
+  for (const std::string name : {"align", "tiny", "gpa", "gpa3"})
+    EXPECT_EQ(Read(m_dir / (name + ".svg")),
+              Read(KOMATH_APPS_TEST_DATA "/pictures/" + name + ".svg"));
   const auto count = [](const std::string& text, const std::string& what) {
     std::size_t n = 0;
     for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; ++at) ++n;
