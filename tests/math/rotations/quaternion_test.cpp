@@ -45,10 +45,15 @@ TEST(QuaternionTest, HandCheckedValues) {
   // (1, 0, 0, 0)), and (0, 2, 0, 0) is normalised.
   EXPECT_EQ(Q(KbMatrix4Rf(-7.5f, 0, 0, 0, 0, 0, 0, 0, 0, 0, -7.5f, 0, 0, 0, 0, 1)), Q(0, 1, 0, 0));
   EXPECT_EQ(Q(KbMatrix4Rf(1, 0, 0, 0, 0, -1, 0, 0, 0, 0, -1, 0, 0, 0, 0, 1)), Q(1, 0, 0, 0));
+  // Half turns about (-1, 1, 1), (0, 1, -1): the signs show the branch; ties go to x, then y.
+  const float t = 1.0f / 3, d = 2.0f / 3;
+  const Q third(KbMatrix4Rf(-t, -d, -d, 0, -d, -t, d, 0, -d, d, -t, 0, 0, 0, 0, 1));
+  EXPECT_TRUE(third.x > 0 && third.y < 0 && third.z < 0 && third.w == 0);
+  const Q half(KbMatrix4Rf(-1, 0, 0, 0, 0, 0, -1, 0, 0, -1, 0, 0, 0, 0, 0, 1));
+  EXPECT_TRUE(half.x == 0 && half.y > 0 && half.z < 0 && half.w == 0);
   EXPECT_TRUE(Q(0x1p-11f, 0x1p-11f, 0, 1).IsNormalized());  // norm 1 + 2^-21 exactly
   EXPECT_FALSE(Q(0, 0, 0, 1 + 3 * 0x1p-23f).IsNormalized());
-  EXPECT_EQ(Q(0.5f, 0, 0, 5).Exp(), Q(0.5f, 0, 0, 0).Exp());
-  EXPECT_EQ(Q(0, 0, 0, 5).Exp(), Q::ONE);
+  EXPECT_TRUE(Q(0.5f, 0, 0, 5).Exp() == Q(0.5f, 0, 0, 0).Exp() && Q(0, 0, 0, 5).Exp() == Q::ONE);
   EXPECT_EQ(Q(2, -3, 6, 1).GetRotationAxis(), KbVector3f(2.0f / 7, -3.0f / 7, 6.0f / 7));
   EXPECT_EQ(Q(0.6f, 0, 0, 1.25f).Log(), Q());  // acos(|w| > 1) is NaN, caught as no rotation
   // (4; 1, 2, 3) (1; 1, 0, 0)^-1 = (4; 1, 2, 3) (1; -1, 0, 0) / 2 by hand.

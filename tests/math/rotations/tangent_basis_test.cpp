@@ -21,7 +21,11 @@ TEST(TangentBasisTest, HandednessValidityAndEdgeCases) {
   const KbVector3f n(0, 0, 1), t(1, 0, 0);
   const KoTangentBasis right(n, t, 1.0f);
   EXPECT_EQ(right.GetBitangent(), KbVector3f(0, -1, 0));
-  EXPECT_EQ(KoTangentBasis(t, KbVector3f(0, 1, 1), 2.0f).GetBitangent(), KbVector3f(0, 2, -2));
+  KoTangentBasis scaled(KbVector3f(2, 0, 4), KbVector3f(1, 1, 1), 2.0f);
+  EXPECT_EQ(scaled.GetBitangent(), KbVector3f(8, -4, -4));
+  scaled.Normalize();  // each vector on its own
+  for (const KbVector3f& v : {scaled.GetNormal(), scaled.GetTangent(), scaled.GetBitangent()})
+    EXPECT_NEAR(v.Length(), 1, c_eps);
   EXPECT_TRUE(right.GetDeterminant() == -1.0f && !right.IsValid());
   KoTangentBasis left(n, t, -1.0f);
   EXPECT_TRUE(left.GetDeterminant() == 1.0f && left.IsValid());
