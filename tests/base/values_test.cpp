@@ -18,8 +18,7 @@ TEST(ValuesTest, MatricesAreRowMajorRowVectorTransforms) {
   EXPECT_FALSE(identity == scale);  // they differ in the first element only
   EXPECT_TRUE(scale * identity == scale);
   const KbMatrix4Rd both = scale * translate;  // applies scale first
-  EXPECT_EQ(both[12], 1.0);
-  EXPECT_EQ(both.TransformPoint(KbVector3d(1, 1, 1)), KbVector3d(3, 3, 4));
+  EXPECT_TRUE(both[12] == 1.0 && both.TransformPoint(KbVector3d(1, 1, 1)) == KbVector3d(3, 3, 4));
   EXPECT_EQ((translate * scale).TransformPoint(KbVector3d(1, 1, 1)), KbVector3d(4, 3, 4));
 
   // Every element distinct and no factor ±1 or 0, so each term shows; the

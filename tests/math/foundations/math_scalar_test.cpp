@@ -75,8 +75,7 @@ TEST(IntervalAndStepTests, MappingClampedEndsSmoothStepsExactValuesAndNaN) {
   EXPECT_TRUE(SmoothStep(3, 3, 3) == 0.0f && SmootherStep(3, 3, 3) == 0.0f);  // the lower test wins
   EXPECT_TRUE(SmoothStep(0, 1, 0.5f) == 0.5f && SmoothStep(2, 6, 3) == 0.15625f);  // t = 1/4
   EXPECT_TRUE(SmootherStep(0, 1, 0.5f) == 0.5f && SmootherStep(2, 6, 3) == 0.103515625f);
-  EXPECT_TRUE(std::isnan(SmoothStep(0, 1, kNaN)));
-  EXPECT_TRUE(std::isnan(SmootherStep(0, 1, kNaN)));
+  EXPECT_TRUE(std::isnan(SmoothStep(0, 1, kNaN)) && std::isnan(SmootherStep(0, 1, kNaN)));
   EXPECT_EQ(SmoothStep(0, INFINITY, INFINITY), 1.0f);  // the test, not inf / inf
   EXPECT_EQ(SmootherStep(0, INFINITY, INFINITY), 1.0f);
 }

@@ -142,15 +142,13 @@ TEST(TransformationTest, MatrixAssignmentDecomposesWithoutRepairs) {
   KoTransformation t(m);
   EXPECT_EQ(t.GetScaling(), KbVector3f(2, 1, 1));
   EXPECT_TRUE(t.GetRotation() == KbMatrix4Rf(0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1));
-  EXPECT_EQ(t.GetTranslation(), KbVector3f(5, 6, 7));
-  EXPECT_TRUE(t == m);
+  EXPECT_TRUE(t.GetTranslation() == KbVector3f(5, 6, 7) && t == m);
   // A mirror stays in the rotation; a zero row makes its rotation row NaN.
   // The pivot starts over at the origin.
   t.SetRotationPivot(KbVector3f(1, 2, 3), false);
   t = KbMatrix4Rf(-3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1);
   EXPECT_TRUE(t.GetRotationPivot() == KbVector3f() && t.GetScaling() == KbVector3f(3, 0, 1));
-  EXPECT_EQ(t.GetRotation()(0, 0), -1.0f);
-  EXPECT_TRUE(std::isnan(t.GetRotation()(1, 1)));
+  EXPECT_TRUE(t.GetRotation()(0, 0) == -1.0f && std::isnan(t.GetRotation()(1, 1)));
   // The argument may be the object's own rotation: 30 times the rotation
   // of the quaternion (1, 2, 3, 4), rows of length 30 with no zero entry.
   t.SetRotation(KbMatrix4Rf(-20, 4, 22, 0, 20, -10, 20, 0, 10, 28, 4, 0, 0, 0, 0, 1));
