@@ -452,11 +452,10 @@ GpaResult Gpa(std::span<const double> shapes, std::size_t shapeCount, std::size_
       result.mean[j * dimension + c] = mean[j][c] + reference.centre[c];
     }
   }
-  CheckResult(result.mean, "gpa");
-  CheckResult(result.aligned, "gpa");
-  CheckResult(result.rotations, "gpa");
-  CheckResult(result.scales, "gpa");
-  CheckResult(result.translations, "gpa");
+  // The inputs' sizes were checked above; this is the last guard before printing.
+  for (const std::vector<double>* values :
+       {&result.mean, &result.aligned, &result.rotations, &result.scales, &result.translations})
+    CheckResult(*values, "gpa");
   return result;
 }
 
