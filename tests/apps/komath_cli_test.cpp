@@ -164,7 +164,8 @@ TEST_F(KomathTest, AlignSampleShowsItsKnownMotionAndDrawsWellFormedSvg) {
 TEST_F(KomathTest, PicturesRenderInARealRenderer) {
   const std::string plane = "0 0\n4 0\n4 3\n1 5\n", moved = "2 1\n6 1\n6 4\n3 6\n";
   Write("a.txt", moved), Write("b.txt", plane), Write("shapes.txt", plane + "\n" + moved);
-  ASSERT_EQ(Run("align a.txt b.txt --svg align.svg").err, "");  // no failure, no timing lines
+  const Result aligned = Run("align a.txt b.txt --svg align.svg");  // no timing lines
+  ASSERT_TRUE(aligned.err.empty() && aligned.out.starts_with("4 point pairs in the plane, b.txt"));
   // The source moved by (2, 1) onto the target: 0 to 6 over 240 pixels, 30 in from the
   // left and the bottom (332 before, 654 after); a line joins each pair, a dot after.
   const std::string align = Read(m_dir / "align.svg");
