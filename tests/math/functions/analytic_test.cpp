@@ -128,8 +128,7 @@ TYPED_TEST(AnalyticTest, SplineRampCopiesOwnTheirPolynomial) {
   KoFunctionRampSpline<T> spline(0, 1, 2, 0), target(5, 6, 1, 3);
   target = spline;
   EXPECT_NE(&KoFunctionRampSpline<T>(spline).GetPolynom(), &spline.GetPolynom());
-  EXPECT_NE(&target.GetPolynom(), &spline.GetPolynom());
-  EXPECT_EQ(target(T(0.7)), spline(T(0.7)));
+  EXPECT_TRUE(&target.GetPolynom() != &spline.GetPolynom() && target(T(0.7)) == spline(T(0.7)));
 }
 
 }  // namespace

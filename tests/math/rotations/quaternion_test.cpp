@@ -27,8 +27,7 @@ void ExpectNear(const Q& a, const Q& b, double tolerance) {
 }
 
 TEST(QuaternionTest, HandCheckedValues) {
-  EXPECT_EQ(Q(), Q::ZERO);
-  EXPECT_EQ(Q::ONE, Q(0, 0, 0, 1));
+  EXPECT_TRUE(Q() == Q::ZERO && Q::ONE == Q(0, 0, 0, 1));
   EXPECT_TRUE(Q().GetRotationMatrix() == KbMatrix4Rf() && Q().GetRotationAngle() == 0.0f);
   const Q quarter(KbVector3f(0, 0, 1), 1.5707964f);
   ExpectNear(Q(KbVector3f(0.6f, 0, -0.8f), 1),
