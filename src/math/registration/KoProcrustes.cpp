@@ -341,13 +341,13 @@ bool KoProcrustes::compareUnitTestResult() const {
   if (m_hasRotation) {
     float sum = 0.0f;
     for (unsigned int i = 0; i < 16; ++i) {
-      const float difference = m_rotation[i] - (*expected.rotation)[i];
+      const float difference = m_rotation[i] - expected.rotation.value()[i];
       sum += difference * difference;
     }
     if (!(sum <= c_fSquaredDistanceTolerance)) return false;
   }
   if (m_hasScalings != expected.scalings.has_value()) return false;
   return !m_hasScalings ||
-         (std::fabs(m_firstScaling - expected.scalings->first) < c_fScalingTolerance &&
-          std::fabs(m_secondScaling - expected.scalings->second) < c_fScalingTolerance);
+         (std::fabs(m_firstScaling - expected.scalings.value().first) < c_fScalingTolerance &&
+          std::fabs(m_secondScaling - expected.scalings.value().second) < c_fScalingTolerance);
 }

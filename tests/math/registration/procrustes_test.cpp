@@ -239,6 +239,17 @@ TEST(KoProcrustesRecordsTest, CompareUnitTestResultToleranceBounds) {
   noRotation.push_back(0);
   noRotation.insert(noRotation.end(), output.end() - 9, output.end());
   EXPECT_FALSE(replayWith(noRotation));
+  Bytes noScalings(output.begin(), output.end() - 9);  // where they were computed
+  noScalings.push_back(0);
+  EXPECT_FALSE(replayWith(noScalings));
+  // Centres away from 0, (1, 1, 0) and (2, 1, 0), compare by their difference.
+  const Points right = {{2, 1, 0}, {0, 1, 0}, {1, 2, 0}, {1, 0, 0}},
+               further = {{3, 1, 0}, {1, 1, 0}, {2, 2, 0}, {2, 0, 0}};
+  const auto moved = Records(writer, right, further, Flags::eNormalizeScale);
+  replay.ReadInput(moved.first);
+  EXPECT_TRUE(replay.Compute(0));
+  replay.ReadOutput(moved.second);
+  EXPECT_TRUE(replay.compareUnitTestResult());
 }
 
 }  // namespace
