@@ -52,6 +52,8 @@ TEST(KoMpGeneralizedProcrustesAnalysisTest, SinglePassReferenceAndOutputFlags) {
   Gpa gpa;
   gpa.GetFlags().Set(Gpa::eSinglePass);
   gpa.SetInput(shapes, 2);
+  KbArray<KoTransformation> placements;
+  EXPECT_THROW(gpa.GetOutput(placements), KbException);  // not computed yet
   ASSERT_TRUE(gpa.Compute(0));
   EXPECT_EQ(gpa.GetRoundCount(), 0u);
   KbArray<float> scalings;
@@ -66,7 +68,6 @@ TEST(KoMpGeneralizedProcrustesAnalysisTest, SinglePassReferenceAndOutputFlags) {
   EXPECT_TRUE(translations[2] == -centers[2] && rotations[2] == KbMatrix4Rf());
   EXPECT_NEAR(scalings[2], 1.0 / (reference.colwise() - centre).norm(), 1e-6 * scalings[2]);
   EXPECT_EQ(gpa.GetRotationCenterOfShape(2), centers[2]);
-  KbArray<KoTransformation> placements;
   gpa.GetOutput(placements);
   ASSERT_EQ(placements.GetSize(), shapes.GetSize());
   for (unsigned int i = 0; i < shapes.GetSize(); ++i) {

@@ -98,9 +98,8 @@ TEST(SvdTest, ReconstructsEveryKindOfInputWithOrthogonalFactors) {
   }
 }
 
-// The sweeps' arithmetic is fixed, so one input's singular values are too, bit for bit
-// (printed from this implementation; numpy's LAPACK agrees within 5 ulps): the 3 x 3 path and the
-// general one.
+// The sweeps' arithmetic is fixed, so are these values (printed from this implementation;
+// numpy's LAPACK agrees within 5 ulps): the 3 x 3 path and the general one.
 TEST(SvdTest, SingularValuesOfFixedMatricesBitForBit) {
   Eigen::MatrixXd a(4, 3);
   a << 4, 1, -2, 3, 5, 1, -1, 2, 6, 0.5, -3, 2;

@@ -104,7 +104,7 @@ TEST(TransformationTest, KeptPivotMoveLeavesTheMappingWithinTolerance) {
   EXPECT_TRUE(t.IsEqualTol(before, 1e-5f));
 
   KbMatrix4Rf off;
-  off(0, 1) = 3.0f, off(3, 2) = -4.0f;
+  off(0, 0) = 4.0f, off(3, 2) = -4.0f;
   EXPECT_TRUE(KoTransformation().IsEqualTol(off, 5.0f));
   EXPECT_FALSE(KoTransformation().IsEqualTol(off, 4.9999995f));
 }
