@@ -195,26 +195,23 @@ TEST_F(KomathTest, PicturesRenderInARealRenderer) {
   };
   struct Picture {
     const char* name;
-    std::size_t circles, lines, views, width, height, rows;
+    std::size_t circles, lines, views, rows;
     std::string axes;  // the names of each view's two axes
   };
-  for (const Picture& p : {Picture{"align", 2 * 2 * 4, 2 * 4, 2, 600, 684, 2, "xy"},
-                           Picture{"gpa", 2 * 4 + 4, 0, 1, 600, 362, 1, "xy"},
-                           Picture{"gpa3", 3 * (4 * 14 + 14), 0, 3, 900, 362, 1, "xyxzyz"}}) {
+  for (const Picture& p :
+       {Picture{"align", 2 * 2 * 4, 2 * 4, 2, 2, "xy"}, Picture{"gpa", 2 * 4 + 4, 0, 1, 1, "xy"},
+        Picture{"gpa3", 3 * (4 * 14 + 14), 0, 3, 1, "xyxzyz"}}) {
     const std::string svg = Read(m_dir / (std::string(p.name) + ".svg"));
     EXPECT_EQ(count(svg, "<circle"), p.circles) << p.name;
     EXPECT_EQ(count(svg, "<line"), p.lines) << p.name;
     EXPECT_EQ(count(svg, "<path"), 2 * p.views) << p.name;
-    // Panels of 300 pixels under bands of 40 and 22, framed 4 pixels in; axis
-    // arrows 18 long from 8 pixels in from the lower left, names past them.
+    // Panels of 300 pixels under bands of 40 and 22; axis arrows 18 long from 8
+    // pixels in from the lower left, names past them.
     const auto at = [](std::size_t x, std::size_t y) {
       return std::to_string(x) + ".00" + (y == 0 ? "" : " " + std::to_string(y) + ".00");
     };
     for (std::size_t r = 0, y = 354; r < p.rows; ++r, y += 322) {
       for (std::size_t v = 0, x = 8; 2 * v < p.axes.size(); ++v, x += 300) {
-        EXPECT_NE(svg.find("<rect x=\"" + at(x - 4, 0) + "\" y=\"" + at(y - 292, 0) +
-                           "\" width=\"292.00\" height=\"296.00\""),
-                  std::string::npos);
         EXPECT_NE(svg.find("d=\"M" + at(x, y - 18) + " L" + at(x, y) + " L" + at(x + 18, y) +
                            "\"/></g>\n<g font-family=\"sans-serif\" font-size=\"10\" "
                            "fill=\"#444444\"><text x=\"" +
@@ -233,10 +230,6 @@ TEST_F(KomathTest, PicturesRenderInARealRenderer) {
     const std::string command = "rsvg-convert -o '" + (m_dir / "out.png").string() + "' '" +
                                 (m_dir / (std::string(p.name) + ".svg")).string() + "'";
     ASSERT_EQ(std::system(command.c_str()), 0) << p.name;
-    EXPECT_NE(svg.find("width=\"" + std::to_string(p.width) + ".00\" height=\"" +
-                       std::to_string(p.height) + ".00\""),
-              std::string::npos)
-        << p.name;
     // Each view's leftmost and lowest points sit on its panel's margins, 30 in and 30 up.
     for (std::size_t v = 0; 2 * v < p.axes.size(); ++v)
       EXPECT_NE(svg.find("cx=\"" + std::to_string(30 + 300 * v) + ".00\""), std::string::npos);

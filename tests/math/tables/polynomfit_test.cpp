@@ -62,11 +62,10 @@ TEST(PolynomFitTest, GaussJordanSwapsRowsAndReturnsTheInverse) {
       std::ranges::equal(a, std::array{0.25f, 0.0f, 0.0f, 0.0f, 0.0f, 0.5f, 0.0f, 1.0f, 0.0f}));
 }
 
-// Same x = 2 everywhere: the first pivot (ties go to the later candidate, so
-// the highest power's column) reduces the rest to zeros and the elimination
-// stops there, at the weighted mean of y. Weights 1/4, 1 and 4 summing to 16
-// keep every step exact; degrees 8 and 9 take the path for sizes known only
-// at run time.
+// Same x = 2 everywhere: the first pivot (ties go to the later candidate, so the highest
+// power's column) reduces the rest to zeros and the elimination stops there, at the weighted
+// mean of y. Weights 1/4, 1 and 4 summing to 16 keep every step exact; degrees 8 and 9 take
+// the path for sizes known only at run time.
 TEST(PolynomFitTest, SingularNormalMatrixStopsAtTheZeroPivotWithoutThrowing) {
   Points points(16);
   KbArray<float> sigmas(16);
