@@ -44,8 +44,7 @@ TEST(NumberReaderTest, ByteOrderMarkIsSkippedAtTheStartOnly) {
   EXPECT_EQ(Lines("\xEF\xBB\xBF"
                   "1,2\n3 4"),
             (Rows{{1, 2}, {3, 4}}));
-  EXPECT_EQ(Lines("\xEF\xBB\xBF"), Rows{});
-  EXPECT_EQ(Lines("\xEF\xBB\xBF\n5"), (Rows{{}, {5}}));
+  EXPECT_TRUE(Lines("\xEF\xBB\xBF").empty() && Lines("\xEF\xBB\xBF\n5") == Rows({{}, {5}}));
   // A mark anywhere else is text like any other, spelled out in the message;
   // so is a partial one.
   EXPECT_EQ(Error("1\n\xEF\xBB\xBF"

@@ -282,6 +282,8 @@ TEST_F(KomathTest, RngGivesTheGeneratorsSequences) {
   EXPECT_EQ(Run("rng --seed 1 -n 0 --json").out,
             "{\n  \"distribution\": \"uint32\",\n  \"seed\": 1,\n  \"numbers\": []\n}\n");
   const json bounded = RunJson("rng --seed 7 --int 6 -n 50");
+  EXPECT_TRUE(bounded["distribution"] == "integer [0, 6]" &&
+              RunJson("rng -n 0 --uniform")["distribution"] == "uniform [0, 1)");
   EXPECT_EQ(Run("rng --seed 7 --normal 2,0.5 -n 1").out,
             komath::Format(KoRandomNumberGenerator(7u).RandNorm(2, 0.5)) + "\n");
   KoRandomNumberGenerator generator(7u);
