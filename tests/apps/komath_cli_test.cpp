@@ -180,7 +180,7 @@ TEST_F(KomathTest, PicturesRenderInARealRenderer) {
     }
     EXPECT_NE(align.find(expected + "</g>\n"), std::string::npos) << expected;
   }
-  Write("tiny.txt", "0 0\n0.08 0\n0 0.08\n");  // a round length below 1: 2 hundredths
+  Write("tiny.txt", "0 0\n0.15 0\n0 0.15\n");  // a round length below 1: 5 hundredths
   ASSERT_EQ(Run("align tiny.txt tiny.txt --svg tiny.svg").status, 0);
   ASSERT_EQ(Run("gpa shapes.txt --svg gpa.svg").status, 0);
   ASSERT_EQ(Run("gpa --svg gpa3.svg").status, 0);  // the 3-D sample: 4 shapes of 14
