@@ -136,6 +136,8 @@ TEST(KoGridFilter, BadArgumentsThrowNamingThemAndWriteNothing) {
   ExpectThrowNaming([&] { Filter::ApplySeparable(in, one, even, out, Filter::eClamp); }, "rowY");
   ExpectThrowNaming([&] { Filter::ApplySeparable(in3, one, one, even, out3, Filter::eZero); },
                     "rowZ");
+  ExpectThrowNaming([&] { Filter::ApplySeparable(in3, one, even, one, out3, Filter::eZero); },
+                    "rowY");
   ExpectThrowNaming([&] { Filter::Apply(in3, KoArray3D<float>(1, 1, 1), out3, Filter::eWrap); },
                     "out");
   ExpectThrowNaming([&] { Filter::Apply(in3, KoArray3D<float>(1, 2, 1), out3, Filter::eWrap); },

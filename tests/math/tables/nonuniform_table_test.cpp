@@ -53,8 +53,7 @@ TYPED_TEST(NonUniformTableTest, StepChoiceAndDerivativeStencilsUpToTheEnds) {
   const T expected[] = {1, T(2.5), T(4.5), T(4.5)};
   ASSERT_EQ(derivative->GetSampleCount(), 4u);
   for (unsigned int i = 0; i < 4; ++i) EXPECT_EQ(derivative->GetTable()[i].y, expected[i]) << i;
-  // x = 0.5 + ε/2, h = 0.5: x + h rounds onto the end, the stencil stays central (samples 0,
-  // ε, 1; anchored at the end it would read 1, 0, 0). The difference is divided by h once.
+  // x + h rounds onto the end: still central (0, ε, 1, not 1, 0, 0), divided by h once.
   NonUniform<T> kink;
   for (T x : {T(0), T(0.5), T(1)}) kink.AppendSorted(x, T(x == 1));
   kink.SetH(T(0.5));
